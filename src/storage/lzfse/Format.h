@@ -88,7 +88,7 @@ constexpr std::uint32_t distanceSymbol(std::uint32_t distance)
 {
     const std::uint32_t shifted = distance + 4;
     const auto extraBits = static_cast<std::uint32_t>(std::bit_width(shifted)) - 3;
-    return 4 * extraBits + (shifted >> extraBits) - 4;
+    return 4 * extraBits + (shifted >> (extraBits & 31)) - 4;
 }
 
 /// What the header of a block with triples says, in either form.

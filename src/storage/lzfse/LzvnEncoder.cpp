@@ -100,6 +100,8 @@ class Chains {
 public:
     explicit Chains(std::string_view text) : text_(text) { newest_.fill(none); }
 
+    static constexpr std::size_t good_match = 40;  ///< not worth looking for more
+
     struct Match {
         std::size_t length = 0;
         std::size_t distance = 0;
@@ -112,15 +114,23 @@ public:
         Match best;
         if (at + least_match > text_.size())
             return best;
-        std::uint16_t& newest = newest_[hash(at)];
         if (lastDistance != 0 && lastDistance <= at)
             consider(at, lastDistance, 1, best);
-        int tries = 24;
-        for (std::uint16_t other = newest; other != none && tries > 0; other = before_[other], --tries)
+        int tries = 8;
+        for (std::uint16_t other = newest_[hash(at)]; other != none && tries > 0 && best.length < good_match;
+             other = before_[other], --tries)
             consider(at, at - other, 2, best);
+        add(at);
+        return best;
+    }
+
+    void add(std::size_t at)
+    {
+        if (at + least_match > text_.size())
+            return;
+        std::uint16_t& newest = newest_[hash(at)];
         before_[at] = newest;
         newest = static_cast<std::uint16_t>(at);
-        return best;
     }
 
 private:
@@ -162,7 +172,7 @@ std::size_t encodeLzvn(std::string_view text, char* out)
         if (match.length == 0)
             continue;
         std::size_t begin = at - 1;
-        while (at < text.size()) {  // a better one may begin at the next byte
+        while (at < text.size() && match.length < Chains::good_match) {  // a better one may begin at the next byte
             const Chains::Match next = chains.findAndAdd(at, lastDistance);
             ++at;
             if (next.saved <= match.saved)
@@ -174,7 +184,7 @@ std::size_t encodeLzvn(std::string_view text, char* out)
         lastDistance = match.distance;
         done = begin + match.length;
         for (; at < done; ++at)
-            chains.findAndAdd(at, 0);
+            chains.add(at);
     }
     writer.put(text.substr(done), 0, 0);
     char* const end = writer.finish();

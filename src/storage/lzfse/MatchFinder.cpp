@@ -167,7 +167,7 @@ struct MatchFinder::Search {
                                                       bestAt(at, 2, oldest), bestAtSameDistance(at, lastDistance)};
             Match best = std::max(std::max(found[0], found[1]), std::max(found[2], found[3]));
             if (worthOf(best) < least_worth || lengthOf(best) < least_length) {
-                at += window + ((at - done) >> 6);  // hurry through what cannot be compressed
+                at += window + std::min((at - done) >> 6, 16U);  // hurry through what cannot be compressed
                 continue;
             }
             std::uint32_t begin = at + waitOf(best);
