@@ -89,8 +89,14 @@ void FileDescriptor::sync() const
     }
 }
 
-std::string readFile(const std::filesystem::path& path) { return FileDescriptor::open(path, O_RDONLY).readToEnd(); }
+std::string readFile(const std::filesystem::path& path)
+{
+    return FileDescriptor::open(path, O_RDONLY).readToEnd();
+}
 
-void syncFolder(const std::filesystem::path& folder) { FileDescriptor::open(folder, O_RDONLY | O_DIRECTORY).sync(); }
+void syncFolder(const std::filesystem::path& folder)
+{
+    FileDescriptor::open(folder, O_RDONLY | O_DIRECTORY).sync();
+}
 
 }  // namespace penmark

@@ -45,15 +45,30 @@ std::optional<Value> get(const JsonValue& value)
 
 }  // namespace
 
-std::optional<bool> JsonValue::boolean() const { return get<bool>(*this); }
+std::optional<bool> JsonValue::boolean() const
+{
+    return get<bool>(*this);
+}
 
-std::optional<double> JsonValue::number() const { return get<double>(*this); }
+std::optional<double> JsonValue::number() const
+{
+    return get<double>(*this);
+}
 
-std::optional<std::int64_t> JsonValue::integer() const { return get<std::int64_t>(*this); }
+std::optional<std::int64_t> JsonValue::integer() const
+{
+    return get<std::int64_t>(*this);
+}
 
-std::optional<std::string_view> JsonValue::string() const { return get<std::string_view>(*this); }
+std::optional<std::string_view> JsonValue::string() const
+{
+    return get<std::string_view>(*this);
+}
 
-bool JsonValue::isNull() const { return JsonAccess::element(*this).is_null(); }
+bool JsonValue::isNull() const
+{
+    return JsonAccess::element(*this).is_null();
+}
 
 bool JsonValue::forEachElement(FunctionRef<void(const JsonValue&)> visit) const
 {
@@ -75,7 +90,10 @@ bool JsonValue::forEachMember(FunctionRef<void(std::string_view key, const JsonV
     return true;
 }
 
-std::string JsonValue::text() const { return simdjson::minify(JsonAccess::element(*this)); }
+std::string JsonValue::text() const
+{
+    return simdjson::minify(JsonAccess::element(*this));
+}
 
 bool parseJson(std::string_view text, FunctionRef<void(const JsonValue&)> visit)
 {

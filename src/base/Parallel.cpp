@@ -11,7 +11,11 @@
 
 namespace penmark {
 
-std::size_t workerLimit() noexcept { return std::max(1u, std::thread::hardware_concurrency()); }
+std::size_t workerLimit() noexcept
+{
+    static const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());  // asking reads a file
+    return cores;
+}
 
 void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work)
 {

@@ -94,13 +94,34 @@ constexpr bool isOptional<std::optional<T>> = true;
 
 // ---- encoding ----
 
-inline void encodeValue(std::string& out, const std::string& value) { appendJsonString(out, value); }
-inline void encodeValue(std::string& out, const Uuid& value) { out.append("\"").append(value.text()).append("\""); }
-inline void encodeValue(std::string& out, const Date& value) { appendJsonNumber(out, value.seconds); }
-inline void encodeValue(std::string& out, const RawJson& value) { out += value.text; }
-inline void encodeValue(std::string& out, double value) { appendJsonNumber(out, value); }
-inline void encodeValue(std::string& out, std::same_as<bool> auto value) { out += value ? "true" : "false"; }
-inline void encodeValue(std::string& out, std::same_as<std::int64_t> auto value) { out += std::to_string(value); }
+inline void encodeValue(std::string& out, const std::string& value)
+{
+    appendJsonString(out, value);
+}
+inline void encodeValue(std::string& out, const Uuid& value)
+{
+    out.append("\"").append(value.text()).append("\"");
+}
+inline void encodeValue(std::string& out, const Date& value)
+{
+    appendJsonNumber(out, value.seconds);
+}
+inline void encodeValue(std::string& out, const RawJson& value)
+{
+    out += value.text;
+}
+inline void encodeValue(std::string& out, double value)
+{
+    appendJsonNumber(out, value);
+}
+inline void encodeValue(std::string& out, std::same_as<bool> auto value)
+{
+    out += value ? "true" : "false";
+}
+inline void encodeValue(std::string& out, std::same_as<std::int64_t> auto value)
+{
+    out += std::to_string(value);
+}
 
 /// The word that stands for an enumeration's value in records.
 template <StoredEnumeration E>
@@ -270,7 +291,10 @@ inline void decodeValue(const JsonValue& json, std::string_view key, std::same_a
     value = *integer;
 }
 
-inline void decodeValue(const JsonValue& json, std::string_view, RawJson& value) { value.text = json.text(); }
+inline void decodeValue(const JsonValue& json, std::string_view, RawJson& value)
+{
+    value.text = json.text();
+}
 
 template <StoredEnumeration E>
 void decodeValue(const JsonValue& json, std::string_view key, E& value)
@@ -361,19 +385,19 @@ void decodeValue(const JsonValue& json, std::string_view key, std::map<Uuid, T>&
         const auto id = Uuid::parse(name);
         if (!id)
             detail::refuse(key, "has a key that is not an identifier");
-        decodeValue(member, key, values[*id]);
+        decodeValue(member, key, values[*id] = {});
     });
     if (!isObject)
         detail::refuse(key, "is not a map");
 }
 
+/// Into a record as it was made: a field that is absent keeps its first value.
 template <HasFields R>
 void decodeValue(const JsonValue& json, std::string_view key, R& record)
 {
     constexpr auto count = std::tuple_size_v<decltype(R::fields())>;
     constexpr auto indexes = std::make_index_sequence<count>();
     std::array<bool, count> seen{};
-    record = {};
     const bool isObject = json.forEachMember([&](std::string_view name, const JsonValue& member) {
         if (detail::decodeMember(member, name, record, seen, indexes))
             return;

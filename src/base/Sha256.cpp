@@ -40,7 +40,10 @@ Sha256::~Sha256() = default;
 Sha256::Sha256(Sha256&&) noexcept = default;
 Sha256& Sha256::operator=(Sha256&&) noexcept = default;
 
-void Sha256::add(std::string_view bytes) { EVP_DigestUpdate(context_->handle, bytes.data(), bytes.size()); }
+void Sha256::add(std::string_view bytes)
+{
+    EVP_DigestUpdate(context_->handle, bytes.data(), bytes.size());
+}
 
 std::string Sha256::finish()
 {

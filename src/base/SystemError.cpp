@@ -10,6 +10,9 @@ SystemError::SystemError(int errorNumber, std::string_view subject) : errorNumbe
     sentence_.append(subject).append(": ").append(reason(errorNumber));
 }
 
-std::string SystemError::reason(int errorNumber) { return std::generic_category().message(errorNumber); }
+std::string SystemError::reason(int errorNumber)
+{
+    return std::generic_category().message(errorNumber);
+}
 
 }  // namespace penmark

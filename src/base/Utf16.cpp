@@ -7,8 +7,14 @@ namespace penmark {
 
 namespace {
 
-constexpr bool isLeadSurrogate(char32_t unit) { return unit >= 0xd800 && unit < 0xdc00; }
-constexpr bool isTrailSurrogate(char32_t unit) { return unit >= 0xdc00 && unit < 0xe000; }
+constexpr bool isLeadSurrogate(char32_t unit)
+{
+    return unit >= 0xd800 && unit < 0xdc00;
+}
+constexpr bool isTrailSurrogate(char32_t unit)
+{
+    return unit >= 0xdc00 && unit < 0xe000;
+}
 
 void appendUtf8(std::string& text, char32_t c)
 {

@@ -50,7 +50,23 @@ std::pair<std::size_t, bool> sequenceAt(std::string_view bytes, std::size_t from
 
 }  // namespace
 
-bool isValidUtf8(std::string_view bytes) noexcept { return simdjson::validate_utf8(bytes.data(), bytes.size()); }
+bool isValidUtf8(std::string_view bytes) noexcept
+{
+    return simdjson::validate_utf8(bytes.data(), bytes.size());
+}
+
+std::size_t validUtf8Length(std::string_view bytes) noexcept
+{
+    if (isValidUtf8(bytes))
+        return bytes.size();
+    for (std::size_t i = 0; i < bytes.size();) {
+        const auto [length, whole] = sequenceAt(bytes, i);
+        if (!whole)
+            return i;
+        i += length;
+    }
+    return bytes.size();
+}
 
 std::string repairUtf8(std::string_view bytes)
 {

@@ -17,16 +17,17 @@ constexpr bool hyphenStandsAt(std::size_t position)
     return position == 8 || position == 13 || position == 18 || position == 23;
 }
 
-constexpr int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
+// The value of each hexadecimal digit; notHex for every other byte.
+constexpr std::uint8_t notHex = 0xff;
+constexpr auto hexValues = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(notHex);
+    for (std::uint8_t i = 0; i < 10; ++i)
+        values['0' + i] = i;
+    for (std::uint8_t i = 0; i < 6; ++i)
+        values['a' + i] = values['A' + i] = static_cast<std::uint8_t>(10 + i);
+    return values;
+}();
 
 }  // namespace
 
@@ -48,20 +49,18 @@ std::optional<Uuid> Uuid::parse(std::string_view text)
     if (text.size() != 36)
         return std::nullopt;
     Uuid id;
-    std::size_t digit = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (hyphenStandsAt(i)) {
-            if (text[i] != '-')
-                return std::nullopt;
-            continue;
-        }
-        const int value = hexValue(text[i]);
-        if (value < 0)
+    std::size_t from = 0;
+    std::uint8_t seen = 0;
+    for (std::uint8_t& byte : id.bytes_) {
+        if (hyphenStandsAt(from) && text[from++] != '-')
             return std::nullopt;
-        auto& byte = id.bytes_[digit / 2];
-        byte = static_cast<std::uint8_t>((byte << 4) | value);
-        ++digit;
+        const std::uint8_t high = hexValues[static_cast<unsigned char>(text[from++])];
+        const std::uint8_t low = hexValues[static_cast<unsigned char>(text[from++])];
+        seen |= high | low;
+        byte = static_cast<std::uint8_t>((high << 4) | low);
     }
+    if (seen > 0x0f)
+        return std::nullopt;
     return id;
 }
 
