@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/ContentStore.h"
+
+#include "base/Parallel.h"
+#include "base/Sha256.h"
+#include "base/Utf8.h"
+#include "storage/ChunkCodec.h"
+#include "storage/RecoveryError.h"
+#include "storage/RecoveryStore.h"
+
+#include <algorithm>
+#include <memory>
+#include <span>
+#include <unordered_set>
+
+namespace penmark {
+
+namespace {
+
+constexpr std::string_view selectChunk = "SELECT body FROM chunks WHERE hash=?";
+
+[[noreturn]] void failMissing()
+{
+    throw RecoveryError(RecoveryError::Case::missingContent);
+}
+
+// Below this many chunks starting threads costs more than it saves.
+constexpr std::size_t fewChunks = 4;
+
+void forEachChunk(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work)
+{
+    if (count > fewChunks) {
+        parallelFor(count, work);
+        return;
+    }
+    for (std::size_t index = 0; index < count; ++index)
+        work(index, 0);
+}
+
+}  // namespace
+
+void ContentStore::Prepared::hashAll()
+{
+    chunks_.resize((text_.size() + chunkSize - 1) / chunkSize);
+    if (chunks_.size() == 1) {  // the only chunk is the text
+        contentHash_ = chunks_.front().hash = sha256(text_);
+        return;
+    }
+    // The whole text is one long task beside many short ones, so it is begun first.
+    forEachChunk(chunks_.size() + 1, [&](std::size_t index, std::size_t) {
+        if (index == 0)
+            contentHash_ = sha256(text_);
+        else
+            chunks_[index - 1].hash = sha256(chunkText(index - 1));
+    });
+}
+
+std::string ContentStore::Prepared::manifest() const
+{
+    std::string json = "[";
+    json.reserve(67 * chunks_.size() + 2);
+    for (const Chunk& chunk : chunks_) {
+        if (json.size() > 1)
+            json += ',';
+        json.append("\"").append(chunk.hash).append("\"");
+    }
+    return json += ']';
+}
+
+ContentStore::Prepared ContentStore::prepareText(std::string_view utf8) const
+{
+    Prepared prepared;
+    prepared.text_ = utf8;
+    prepared.hashAll();
+    // A single chunk is compressed, if need be, when it is stored: that takes less than looking for it twice.
+    if (prepared.chunks_.size() < 2)
+        return prepared;
+
+    // The lock is given back now and then, so that a huge text does not hold up others.
+    constexpr std::size_t probesPerLock = 512;
+    auto& chunks = prepared.chunks_;
+    std::vector<std::size_t> missing;
+    std::unordered_set<std::string_view> seen;
+    for (std::size_t from = 0; from < chunks.size(); from += probesPerLock) {
+        const auto hold = store_.lock();
+        Statement probe = store_.prepare(selectChunk);
+        for (std::size_t i = from; i < std::min(from + probesPerLock, chunks.size()); ++i) {
+            if (!seen.insert(chunks[i].hash).second)
+                continue;  // a repeated block of this text
+            probe.bind({chunks[i].hash});
+            if (!probe.step())
+                missing.push_back(i);
+        }
+    }
+
+    ChunkCodecs codecs;
+    forEachChunk(missing.size(), [&](std::size_t index, std::size_t worker) {
+        const std::size_t chunk = missing[index];
+        chunks[chunk].body = codecs.of(worker).compress(prepared.chunkText(chunk));
+    });
+    return prepared;
+}
+
+std::string ContentStore::storeText(const Prepared& prepared)
+{
+    {
+        Statement probe = store_.prepare(selectChunk);
+        Statement insert = store_.prepare("INSERT INTO chunks(hash,body) VALUES(?,?)");
+        for (std::size_t i = 0; i < prepared.chunks_.size(); ++i) {
+            const auto& chunk = prepared.chunks_[i];
+            probe.bind({chunk.hash});
+            if (probe.step())
+                continue;
+            // Not compressed yet: the only chunk, or one that was there before and has been pruned since.
+            std::string body;
+            if (!chunk.body)
+                body = ChunkCodecs().of(0).compress(prepared.chunkText(i));
+            insert.bind({chunk.hash, Blob{chunk.body ? *chunk.body : body}});
+            insert.run();
+        }
+    }
+    store_.execute("INSERT OR IGNORE INTO content(hash,body) VALUES(?,?)",
+                   {prepared.contentHash_, Blob{prepared.manifest()}});
+    return prepared.contentHash_;
+}
+
+std::string ContentStore::loadText(std::string_view contentHash) const
+{
+    std::vector<std::string> hashes;
+    std::vector<std::string> bodies;
+    {
+        const auto hold = store_.lock();
+        hashes = loadManifest(contentHash);
+        bodies.reserve(hashes.size());
+        Statement select = store_.prepare(selectChunk);
+        for (const std::string& hash : hashes) {
+            select.bind({hash});
+            if (!select.step())
+                failMissing();
+            bodies.emplace_back(select.text(0));
+        }
+    }
+
+    // Each chunk is decoded in its place. In a sound text only the last one is shorter than a whole chunk.
+    std::string text(hashes.size() * chunkSize, '\0');
+    std::vector<std::size_t> sizes(hashes.size());
+    ChunkCodecs codecs;
+    forEachChunk(hashes.size(), [&](std::size_t index, std::size_t worker) {
+        const std::span room(text.data() + index * chunkSize, chunkSize);
+        const auto size = codecs.of(worker).decompress(bodies[index], room);
+        if (!size || sha256({room.data(), *size}) != hashes[index])
+            failMissing();
+        sizes[index] = *size;
+        std::string().swap(bodies[index]);
+    });
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        if (length != i * chunkSize)
+            failMissing();
+        length += sizes[i];
+    }
+    text.resize(length);
+    const bool isHashed = hashes.size() == 1 && hashes.front() == contentHash;
+    if ((!isHashed && sha256(text) != contentHash) || !isValidUtf8(text))
+        failMissing();
+    return text;
+}
+
+std::string ContentStore::previewText(std::string_view contentHash) const
+{
+    const auto hashes = loadManifest(contentHash);
+    if (hashes.empty())
+        return "(Empty document)";
+    const auto rows = store_.query(selectChunk, {hashes.front()});
+    if (rows.empty())
+        failMissing();
+    std::string chunk(chunkSize, '\0');
+    const auto size = ChunkCodecs().of(0).decompress(rows.front().front(), chunk);
+    if (!size)
+        throw RecoveryError::storage("The stored text cannot be decompressed.");
+    chunk.resize(std::min(*size, previewLimit));
+    std::string preview = repairUtf8(chunk);
+    if (*size > previewLimit || hashes.size() > 1)
+        preview += "\n… Preview shortened. Recover as New Document to inspect the full version.";
+    return preview;
+}
+
+std::size_t ContentStore::textSize(std::string_view contentHash) const
+{
+    const auto hashes = loadManifest(contentHash);
+    if (hashes.empty())
+        return 0;
+    const auto rows = store_.query(selectChunk, {hashes.back()});
+    if (rows.empty())
+        failMissing();
+    std::string chunk(chunkSize, '\0');
+    const auto size = ChunkCodecs().of(0).decompress(rows.front().front(), chunk);
+    if (!size)
+        failMissing();
+    return (hashes.size() - 1) * chunkSize + *size;
+}
+
+std::vector<std::string> ContentStore::loadManifest(std::string_view contentHash) const
+{
+    const auto rows = store_.query("SELECT body FROM content WHERE hash=?", {contentHash});
+    if (rows.empty())
+        failMissing();
+    try {
+        return decodeRecord<std::vector<std::string>>(rows.front().front());
+    } catch (const RecordError&) {
+        failMissing();
+    }
+}
+
+}  // namespace penmark

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/DocumentStore.h"
+
+#include "storage/RecoveryStore.h"
+#include "storage/StoredRecord.h"
+
+namespace penmark {
+
+namespace {
+
+template <class R>
+std::optional<R> decodeFirst(const std::vector<RecoveryStore::Row>& rows, std::string_view kind)
+{
+    if (rows.empty())
+        return std::nullopt;
+    return decodeStored<R>(rows.front().front(), kind);
+}
+
+}  // namespace
+
+DocumentStore::DocumentStore(RecoveryStore& store, Clock clock)
+    : store_(store), content_(store), outbox_(store), clock_(std::move(clock))
+{}
+
+DocumentStore::Documents DocumentStore::loadDocuments() const
+{
+    Documents loaded;
+    store_.forEachRow("SELECT json FROM documents", {}, [&](const Statement& row) {
+        try {
+            loaded.documents.push_back(decodeStored<RecoveryDocument>(row.text(0), "document"));
+        } catch (const RecoveryError& error) {
+            loaded.problems.emplace_back(error.what());
+        }
+    });
+    return loaded;
+}
+
+std::optional<RecoveryDocument> DocumentStore::loadDocument(const Uuid& id) const
+{
+    return decodeFirst<RecoveryDocument>(store_.query("SELECT json FROM documents WHERE id=?", {id.text()}),
+                                         "document");
+}
+
+std::optional<RecoveryDocument> DocumentStore::findBoundTo(std::string_view externalPath) const
+{
+    std::optional<RecoveryDocument> found;
+    for (RecoveryDocument& document : loadDocuments().documents) {
+        const bool matches = !document.deleted && document.externalPath == externalPath;
+        if (matches && (!found || found->updatedAt < document.updatedAt))
+            found = std::move(document);
+    }
+    return found;
+}
+
+RecoveryDocument DocumentStore::newDocument(std::string title) const
+{
+    RecoveryDocument document;
+    document.id = Uuid::random();
+    document.title = std::move(title);
+    document.createdAt = document.updatedAt = clock_();
+    return document;
+}
+
+void DocumentStore::createDocument(const RecoveryDocument& document)
+{
+    store_.execute("INSERT INTO documents(id,json) VALUES(?,?)", {document.id.text(), Blob{encodeStored(document)}});
+}
+
+RecoveryDocument DocumentStore::changeDocument(const Uuid& id, const Change& change)
+{
+    return store_.transaction([&] {
+        RecoveryDocument document = requireDocument(id);
+        const RecoveryDocument before = document;
+        applyChange(document, change);
+        if (document != before) {
+            replaceRecord(document);
+            queueMetadata(document);
+        }
+        return document;
+    });
+}
+
+DocumentStore::Written DocumentStore::writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
+                                                    std::string_view text, const Change& change)
+{
+    const ContentStore::Prepared prepared = content_.prepareText(text);
+    return store_.transaction([&] { return write(documentID, expectedParent, prepared, change); });
+}
+
+DocumentStore::Written DocumentStore::createWithText(const RecoveryDocument& document, std::string_view text)
+{
+    const ContentStore::Prepared prepared = content_.prepareText(text);
+    return store_.transaction([&] {
+        createDocument(document);
+        return write(document.id, std::nullopt, prepared, {});
+    });
+}
+
+DocumentStore::Written DocumentStore::write(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
+                                            const ContentStore::Prepared& text, const Change& change)
+{
+    RecoveryDocument document = requireDocument(documentID);
+    if (document.head != expectedParent)
+        throw RecoveryError(RecoveryError::Case::revisionConflict);
+
+    const auto headRevision = document.head ? loadRevision(*document.head) : std::nullopt;
+    const bool unchanged = headRevision && headRevision->contentHash == text.contentHash() && !headRevision->deleted;
+    const auto restore = [&](RecoveryDocument& changed) {
+        changed.deleted = false;
+        if (change)
+            change(changed);
+    };
+    if (unchanged) {
+        applyChange(document, restore);
+        replaceRecord(document);
+        queueMetadata(document);
+        return {std::move(document), std::nullopt};
+    }
+
+    content_.storeText(text);
+    applyChange(document, restore);
+    RecoveryRevision revision = insertRevision(document, text.contentHash(), false);
+    return {std::move(document), std::move(revision)};
+}
+
+RecoveryDocument DocumentStore::discard(const Uuid& id)
+{
+    return store_.transaction([&] {
+        RecoveryDocument document = requireDocument(id);
+        if (document.deleted)
+            return document;
+        document.deleted = true;
+        const auto headRevision = document.head ? loadRevision(*document.head) : std::nullopt;
+        if (headRevision) {
+            insertRevision(document, headRevision->contentHash, true);
+        } else {  // there is no text whose end a revision could record
+            document.updatedAt = clock_();
+            replaceRecord(document);
+            queueMetadata(document);
+        }
+        return document;
+    });
+}
+
+std::optional<RecoveryRevision> DocumentStore::loadRevision(const Uuid& id) const
+{
+    return decodeFirst<RecoveryRevision>(store_.query("SELECT json FROM revisions WHERE id=?", {id.text()}),
+                                         "revision");
+}
+
+std::optional<RecoveryRevision> DocumentStore::loadRevision(const Uuid& id, const Uuid& documentID) const
+{
+    return decodeFirst<RecoveryRevision>(
+        store_.query("SELECT json FROM revisions WHERE id=? AND document_id=?", {id.text(), documentID.text()}),
+        "revision");
+}
+
+std::vector<RecoveryRevision> DocumentStore::history(const Uuid& documentID, std::int64_t limit,
+                                                     std::int64_t offset) const
+{
+    std::vector<RecoveryRevision> revisions;
+    for (const std::string& json : historyRecords(documentID, limit, offset))
+        revisions.push_back(decodeStored<RecoveryRevision>(json, "revision"));
+    return revisions;
+}
+
+std::vector<std::string> DocumentStore::historyRecords(const Uuid& documentID, std::int64_t limit,
+                                                       std::int64_t offset) const
+{
+    std::vector<std::string> records;
+    store_.forEachRow(
+        "SELECT json FROM revisions WHERE document_id=? ORDER BY json_extract(CAST(json AS TEXT),'$.createdAt') DESC, "
+        "rowid DESC LIMIT ? OFFSET ?",
+        {documentID.text(), limit, offset}, [&](const Statement& row) { records.emplace_back(row.text(0)); });
+    return records;
+}
+
+std::vector<std::string> DocumentStore::checkpointsHolding(const Uuid& revisionID) const
+{
+    std::vector<std::string> records;
+    store_.forEachRow("SELECT c.json FROM checkpoints c JOIN checkpoint_revisions r ON r.checkpoint_id=c.id WHERE "
+                      "r.revision_id=? ORDER BY c.created DESC",
+                      {revisionID.text()}, [&](const Statement& row) { records.emplace_back(row.text(0)); });
+    return records;
+}
+
+RecoveryRevision DocumentStore::insertRevision(RecoveryDocument& document, std::string_view contentHash, bool deleted)
+{
+    RecoveryRevision revision;
+    revision.id = Uuid::random();
+    revision.documentID = document.id;
+    revision.parent = document.head;
+    revision.deviceID = store_.deviceID();
+    revision.contentHash = contentHash;
+    revision.createdAt = clock_();
+    revision.deleted = deleted;
+    const std::string json = encodeStored(revision);
+    store_.execute("INSERT INTO revisions(id,document_id,hash,json) VALUES(?,?,?,?)",
+                   {revision.id.text(), document.id.text(), contentHash, Blob{json}});
+
+    document.head = revision.id;
+    document.updatedAt = revision.createdAt;
+    replaceRecord(document);
+    outbox_.add(revision.id.text(), "documentRevision", json);
+    outbox_.dropIfSyncIsOff();
+    return revision;
+}
+
+void DocumentStore::replaceRecord(const RecoveryDocument& document)
+{
+    store_.execute("INSERT OR REPLACE INTO documents(id,json) VALUES(?,?)",
+                   {document.id.text(), Blob{encodeStored(document)}});
+}
+
+void DocumentStore::queueMetadata(const RecoveryDocument& document)
+{
+    outbox_.add(Uuid::random().text(), "documentMetadata", encodeStored(document));
+    outbox_.dropIfSyncIsOff();
+}
+
+RecoveryDocument DocumentStore::requireDocument(const Uuid& id) const
+{
+    auto document = loadDocument(id);
+    if (!document)
+        throw RecoveryError::storage("There is no document " + id.text() + ".");
+    return std::move(*document);
+}
+
+void DocumentStore::applyChange(RecoveryDocument& document, const Change& change) const
+{
+    const RecoveryDocument before = document;
+    if (change)
+        change(document);
+    document.id = before.id;
+    document.head = before.head;
+    document.createdAt = before.createdAt;
+    if (document != before)
+        document.updatedAt = clock_();
+}
+
+}  // namespace penmark

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/Date.h"
+#include "storage/ContentStore.h"
+#include "storage/Outbox.h"
+#include "storage/RecoveryDocument.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace penmark {
+
+class RecoveryStore;
+
+/// Documents and their revisions. A document's revisions form a chain from its head back to the first; they are only
+/// ever added. Each change is one transaction together with the row that tells other computers of it.
+///
+/// Threads: any; each call holds the library's lock, but for the hashing and compressing of a text, which comes first.
+/// Failures are RecoveryErrors.
+class DocumentStore {
+public:
+    explicit DocumentStore(RecoveryStore& store, Clock clock = Date::now);
+
+    struct Documents {
+        std::vector<RecoveryDocument> documents;
+        std::vector<std::string> problems;  ///< one sentence for each record that cannot be read
+    };
+
+    /// All documents, discarded ones included, in no particular order. A damaged record does not take the others with
+    /// it. About 1 microsecond a document.
+    Documents loadDocuments() const;
+
+    /// Absent if there is none. Throws `storage` if its record is damaged.
+    std::optional<RecoveryDocument> loadDocument(const Uuid& id) const;
+
+    /// The document that is bound to this path and not discarded; of several the one changed last. Reads all records.
+    std::optional<RecoveryDocument> findBoundTo(std::string_view externalPath) const;
+
+    /// Adds a document without a text. The id, the dates and the title are the caller's; one that exists already is a
+    /// `storage` failure.
+    void createDocument(const RecoveryDocument& document);
+
+    /// A document as new ones are: fresh id, this title, both dates now. Not stored.
+    RecoveryDocument newDocument(std::string title) const;
+
+    /// Changes fields of a record. May not touch id, head and createdAt: they are put back.
+    using Change = std::function<void(RecoveryDocument&)>;
+
+    /// Changes the record alone and queues it for sync; nothing is written if nothing changed. Returns the record.
+    /// Throws `storage` if there is no such document.
+    RecoveryDocument changeDocument(const Uuid& id, const Change& change);
+
+    struct Written {
+        RecoveryDocument document;
+        std::optional<RecoveryRevision> revision;  ///< absent if the text was the head's already
+    };
+
+    /// Stores a text, in valid UTF-8, as the new head. `expectedParent` is the head that the text derives from; if the
+    /// document has another by now nothing is written and `revisionConflict` thrown. A text that equals the head's adds
+    /// no revision; the record with its changes is written all the same. Writing to a discarded document restores it.
+    ///
+    /// When COMMIT fails the revision may have been stored nevertheless: read the head again before a retry.
+    Written writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent, std::string_view text,
+                          const Change& change = {});
+
+    /// Creates the document and writes its first revision, in one transaction.
+    Written createWithText(const RecoveryDocument& document, std::string_view text);
+
+    /// Marks the document as discarded and records that in its history; its text stays. Discarding it again changes
+    /// nothing.
+    RecoveryDocument discard(const Uuid& id);
+
+    std::optional<RecoveryRevision> loadRevision(const Uuid& id) const;
+    std::optional<RecoveryRevision> loadRevision(const Uuid& id, const Uuid& documentID) const;
+
+    /// Revisions of a document, newest first; those of one moment by insertion, newest first. 0.1 ms at any offset.
+    std::vector<RecoveryRevision> history(const Uuid& documentID, std::int64_t limit, std::int64_t offset) const;
+
+    /// The same as the records stand in the library, as JSON. A negative limit is none.
+    std::vector<std::string> historyRecords(const Uuid& documentID, std::int64_t limit, std::int64_t offset) const;
+
+    /// The checkpoint records that hold a revision, newest first, as JSON.
+    std::vector<std::string> checkpointsHolding(const Uuid& revisionID) const;
+
+private:
+    Written write(const Uuid& documentID, const std::optional<Uuid>& expectedParent, const ContentStore::Prepared& text,
+                  const Change& change);
+    RecoveryRevision insertRevision(RecoveryDocument& document, std::string_view contentHash, bool deleted);
+    void replaceRecord(const RecoveryDocument& document);
+    void queueMetadata(const RecoveryDocument& document);
+    RecoveryDocument requireDocument(const Uuid& id) const;
+    void applyChange(RecoveryDocument& document, const Change& change) const;
+
+    RecoveryStore& store_;  // outlives this object
+    ContentStore content_;
+    Outbox outbox_;
+    Clock clock_;
+};
+
+}  // namespace penmark

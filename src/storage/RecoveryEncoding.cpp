@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/RecoveryEncoding.h"
+
+#include "base/Utf16.h"
+#include "base/Utf8.h"
+#include "storage/RecoveryError.h"
+
+#include <algorithm>
+
+namespace penmark {
+
+namespace {
+
+constexpr std::string_view markOf(RecoveryEncoding encoding)
+{
+    switch (encoding) {
+    case RecoveryEncoding::utf8:
+        return {};
+    case RecoveryEncoding::utf8BOM:
+        return "\xef\xbb\xbf";
+    case RecoveryEncoding::utf16LE:
+        return "\xff\xfe";
+    case RecoveryEncoding::utf16BE:
+        return "\xfe\xff";
+    }
+    return {};  // not reached: every encoding is named above
+}
+
+/// The encoding that the file's first bytes announce.
+RecoveryEncoding announcedEncoding(std::string_view bytes)
+{
+    for (const auto encoding : {RecoveryEncoding::utf8BOM, RecoveryEncoding::utf16LE, RecoveryEncoding::utf16BE}) {
+        if (bytes.starts_with(markOf(encoding)))
+            return encoding;
+    }
+    return RecoveryEncoding::utf8;
+}
+
+constexpr ByteOrder byteOrderOf(RecoveryEncoding encoding)
+{
+    return encoding == RecoveryEncoding::utf16LE ? ByteOrder::littleEndian : ByteOrder::bigEndian;
+}
+
+std::optional<std::string> decodeBody(std::string_view body, RecoveryEncoding encoding)
+{
+    switch (encoding) {
+    case RecoveryEncoding::utf8:
+        if (body.find('\0') != std::string_view::npos)
+            return std::nullopt;
+        [[fallthrough]];
+    case RecoveryEncoding::utf8BOM:
+        return isValidUtf8(body) ? std::optional<std::string>(body) : std::nullopt;
+    case RecoveryEncoding::utf16LE:
+    case RecoveryEncoding::utf16BE:
+        return utf16ToUtf8(body, byteOrderOf(encoding));
+    }
+    return std::nullopt;  // not reached: every encoding is named above
+}
+
+/// The code units of a UTF-16 body; an odd last byte is none.
+class Utf16Units {
+public:
+    Utf16Units(std::string_view body, ByteOrder order) : body_(body), order_(order) {}
+
+    std::size_t count() const { return body_.size() / 2; }
+    unsigned at(std::size_t index) const
+    {
+        const auto first = static_cast<unsigned char>(body_[2 * index]);
+        const auto second = static_cast<unsigned char>(body_[2 * index + 1]);
+        return order_ == ByteOrder::littleEndian ? first | (second << 8U) : (first << 8U) | second;
+    }
+
+private:
+    std::string_view body_;
+    ByteOrder order_;
+};
+
+constexpr bool isLead(unsigned unit) { return unit >= 0xd800 && unit < 0xdc00; }
+constexpr bool isTrail(unsigned unit) { return unit >= 0xdc00 && unit < 0xe000; }
+
+/// The index of the first surrogate without its partner, or the number of units.
+std::size_t firstUnpaired(const Utf16Units& units)
+{
+    for (std::size_t i = 0; i < units.count(); ++i) {
+        if (isTrail(units.at(i)))
+            return i;
+        if (!isLead(units.at(i)))
+            continue;
+        if (i + 1 == units.count() || !isTrail(units.at(i + 1)))
+            return i;
+        ++i;
+    }
+    return units.count();
+}
+
+/// The line on which the unit with this index lies; `unitAt` gives a unit by its index.
+template <class UnitAt>
+std::size_t lineOf(std::size_t index, UnitAt unitAt)
+{
+    std::size_t line = 1;
+    for (std::size_t i = 0; i < index; ++i) {
+        const unsigned unit = unitAt(i);
+        // The LF of a CR LF ends the line, unless the CR stands last before the index and its LF is not there.
+        if (unit == '\n' || (unit == '\r' && (i + 1 == index || unitAt(i + 1) != '\n')))
+            ++line;
+    }
+    return line;
+}
+
+}  // namespace
+
+DecodedText decodeText(std::string_view bytes)
+{
+    // A file whose mark is not borne out by its body is no other text either: in UTF-8 without a mark, FE and FF are
+    // never valid, and neither is the rest behind an intact EF BB BF.
+    const RecoveryEncoding encoding = announcedEncoding(bytes);
+    auto text = decodeBody(bytes.substr(markOf(encoding).size()), encoding);
+    if (!text)
+        throw RecoveryError(RecoveryError::Case::unsupportedText);
+    return {std::move(*text), encoding};
+}
+
+std::string encodeText(std::string_view text, RecoveryEncoding encoding)
+{
+    std::string bytes(markOf(encoding));
+    if (encoding == RecoveryEncoding::utf8 || encoding == RecoveryEncoding::utf8BOM) {
+        if (!isValidUtf8(text))
+            throw RecoveryError(RecoveryError::Case::unsupportedText);
+        return bytes.append(text);
+    }
+    const auto body = utf8ToUtf16(text, byteOrderOf(encoding));
+    if (!body)
+        throw RecoveryError(RecoveryError::Case::unsupportedText);
+    return bytes.append(*body);
+}
+
+std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes)
+{
+    const RecoveryEncoding encoding = announcedEncoding(bytes);
+    const std::size_t markLength = markOf(encoding).size();
+    const std::string_view body = bytes.substr(markLength);
+    if (encoding == RecoveryEncoding::utf16LE || encoding == RecoveryEncoding::utf16BE) {
+        const Utf16Units units(body, byteOrderOf(encoding));
+        const std::size_t index = firstUnpaired(units);
+        if (2 * index == body.size())
+            return std::nullopt;
+        return UnsupportedByte{markLength + 2 * index, lineOf(index, [&](std::size_t i) { return units.at(i); })};
+    }
+    std::size_t offset = validUtf8Length(body);
+    if (encoding == RecoveryEncoding::utf8)
+        offset = std::min(offset, body.find('\0'));
+    if (offset == body.size())
+        return std::nullopt;
+    return UnsupportedByte{markLength + offset, lineOf(offset, [&](std::size_t i) -> unsigned {
+                               return static_cast<unsigned char>(body[i]);
+                           })};
+}
+
+}  // namespace penmark

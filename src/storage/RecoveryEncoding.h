@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace penmark {
+
+/// What a text's file is written in. The library itself keeps UTF-8 only.
+enum class RecoveryEncoding {
+    utf8,     ///< without a byte-order mark
+    utf8BOM,  ///< EF BB BF, then UTF-8
+    utf16LE,  ///< FF FE, then little-endian code units
+    utf16BE,  ///< FE FF, then big-endian code units
+};
+
+constexpr auto storedWords(RecoveryEncoding)
+{
+    using E = RecoveryEncoding;
+    using Word = std::pair<E, std::string_view>;
+    return std::array{Word{E::utf8, "utf8"}, Word{E::utf8BOM, "utf8BOM"}, Word{E::utf16LE, "utf16LE"},
+                      Word{E::utf16BE, "utf16BE"}};
+}
+
+struct DecodedText {
+    std::string text;  ///< valid UTF-8, without the file's byte-order mark; line breaks as in the file
+    RecoveryEncoding encoding = RecoveryEncoding::utf8;
+};
+
+/// A file's bytes as text. UTF-16 counts only behind its mark, and no 8-bit encoding is ever guessed.
+/// encodeText gives back the same bytes. Throws RecoveryError `unsupportedText`. Any thread.
+DecodedText decodeText(std::string_view bytes);
+
+/// The bytes to write to a file. Throws RecoveryError `unsupportedText` if the text is not valid UTF-8. Any thread.
+std::string encodeText(std::string_view text, RecoveryEncoding encoding);
+
+struct UnsupportedByte {
+    std::size_t offset = 0;  ///< in bytes from the beginning of the file
+    std::size_t line = 1;    ///< counted from 1; LF, CR LF and CR end a line
+
+    friend bool operator==(const UnsupportedByte&, const UnsupportedByte&) = default;
+};
+
+/// The first byte for which decodeText refuses a file, in the encoding that the file's mark announces; absent if it
+/// decodes. Behind a UTF-16 mark it is the first byte of the unpaired surrogate or the odd last byte.
+std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes);
+
+}  // namespace penmark

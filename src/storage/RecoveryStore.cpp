@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/RecoveryStore.h"
+
+#include "base/SystemError.h"
+#include "storage/LibrarySchema.h"
+#include "storage/RecoveryError.h"
+
+#include <cerrno>
+#include <charconv>
+
+#include <sqlite3.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+namespace penmark {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr auto databaseName = "recovery.sqlite";
+constexpr auto lockName = "writer.lock";
+
+// Creates the folder and what is missing above it, for this user only, and makes each new name durable.
+void createPrivateFolders(const fs::path& folder)
+{
+    if (mkdir(folder.c_str(), 0700) == 0) {
+        syncFolder(folder.parent_path());
+        return;
+    }
+    const int error = errno;
+    if (error == ENOENT && folder.has_relative_path()) {
+        createPrivateFolders(folder.parent_path());
+        createPrivateFolders(folder);
+    } else if (error != EEXIST || !fs::is_directory(folder)) {
+        throw SystemError(error == EEXIST ? ENOTDIR : error, folder.native());
+    }
+}
+
+// Whether a statement changes what search looks at; judged by its text, whoever issues it.
+bool concernsSearch(std::string_view sql)
+{
+    const bool changes = sql.starts_with("INSERT") || sql.starts_with("UPDATE") || sql.starts_with("DELETE");
+    return changes &&
+           (sql.find("documents") != std::string_view::npos || sql.find("revisions") != std::string_view::npos);
+}
+
+int parseVersion(std::string_view text)
+{
+    if (text.starts_with('+'))
+        text.remove_prefix(1);
+    int version = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), version);
+    return error == std::errc() && end == text.data() + text.size() ? version : 0;
+}
+
+}  // namespace
+
+RecoveryStore::WriterLock::WriterLock(const fs::path& root)
+{
+    try {
+        file_ = FileDescriptor::open(root / lockName, O_RDWR | O_CREAT, 0600);
+    } catch (const SystemError&) {
+        throw RecoveryError::storage("Cannot open library lock.");
+    }
+    while (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EINTR)
+            throw RecoveryError(RecoveryError::Case::locked);
+    }
+}
+
+RecoveryStore::WriterLock::~WriterLock()
+{
+    flock(file_.get(), LOCK_UN);
+}
+
+void RecoveryStore::CloseConnection::operator()(sqlite3* connection) const noexcept
+{
+    sqlite3_close_v2(connection);
+}
+
+RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration)
+    : root_(fs::absolute(configuration.root).lexically_normal()), deviceID_(Uuid::random())
+{
+    if (!root_.has_filename())
+        root_ = root_.parent_path();  // "library/" names the same folder
+    try {
+        createPrivateFolders(root_);
+        folder_ = FileDescriptor::open(root_, O_RDONLY | O_DIRECTORY);
+    } catch (const SystemError& error) {
+        throw RecoveryError::storage(error.what());
+    }
+    writerLock_.emplace(root_);
+    openConnection();
+    const int found = schemaVersion();
+    if (found > librarySchemaVersion)
+        throw RecoveryError(RecoveryError::Case::newerSchema, std::to_string(found));
+    for (const auto pragma :
+         {"PRAGMA journal_mode=DELETE", "PRAGMA synchronous=FULL", "PRAGMA fullfsync=ON", "PRAGMA foreign_keys=ON"})
+        runStatement(pragma);
+    createSchema(found);
+    readDeviceID();
+}
+
+RecoveryStore::~RecoveryStore() = default;
+
+void RecoveryStore::openConnection()
+{
+    const fs::path database = root_ / databaseName;
+    // SQLite would make a new file readable for whoever the umask lets; an existing one keeps its mode.
+    const int made = ::open(database.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    FileDescriptor(made).reset();
+
+    constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI | SQLITE_OPEN_FULLMUTEX;
+    sqlite3* opened = nullptr;
+    const int result = sqlite3_open_v2(database.c_str(), &opened, flags, nullptr);
+    connection_.reset(opened);
+    if (result != SQLITE_OK)
+        throw RecoveryError::storage("Cannot open SQLite library.");
+    sqlite3_busy_timeout(connection_.get(), 5000);
+}
+
+int RecoveryStore::schemaVersion() const
+{
+    const auto hold = lock();
+    Statement statement(connection_.get(), "PRAGMA user_version");
+    return statement.step() ? parseVersion(statement.text(0)) : 0;
+}
+
+void RecoveryStore::createSchema(int found)
+{
+    transaction([&] {
+        for (const std::string_view sql : librarySchema)
+            execute(sql);
+        // Writing the number that is there already would change the file at every opening.
+        if (found != librarySchemaVersion)
+            execute(librarySchemaSetVersion);
+        createIndexes();
+    });
+}
+
+void RecoveryStore::createIndexes()
+{
+    for (const std::string_view sql : libraryIndexes) {
+        try {
+            execute(sql);
+        } catch (const RecoveryError&) {
+            // A damaged revision record cannot be indexed by its date. The library is still wanted, only slower: the
+            // statement alone has been undone, and verifying names the record.
+        }
+    }
+}
+
+void RecoveryStore::readDeviceID()
+{
+    if (const auto kept = metadata<Uuid>("deviceID"))
+        deviceID_ = *kept;
+    else
+        setMetadata("deviceID", deviceID_);
+}
+
+Statement RecoveryStore::prepare(std::string_view sql)
+{
+    return Statement(connection_.get(), sql);
+}
+
+void RecoveryStore::execute(std::string_view sql, SqlParameters parameters)
+{
+    const auto hold = lock();
+    Statement statement(connection_.get(), sql);
+    statement.bind(parameters);
+    statement.run();
+    if (concernsSearch(sql))
+        ++searchVersion_;
+    if (transactionDepth_ == 0 && !statement.isReadOnly())
+        syncFolderBehindCommit();
+}
+
+std::vector<RecoveryStore::Row> RecoveryStore::query(std::string_view sql, SqlParameters parameters)
+{
+    std::vector<Row> rows;
+    forEachRow(sql, parameters, [&](const Statement& row) {
+        Row& values = rows.emplace_back();
+        for (int column = 0; column < row.columnCount(); ++column)
+            values.emplace_back(row.text(column));
+    });
+    return rows;
+}
+
+void RecoveryStore::forEachRow(std::string_view sql, SqlParameters parameters,
+                               FunctionRef<void(const Statement& row)> visit)
+{
+    const auto hold = lock();
+    Statement statement(connection_.get(), sql);
+    statement.bind(parameters);
+    while (statement.step())
+        visit(statement);
+}
+
+void RecoveryStore::runTransaction(FunctionRef<void()> body)
+{
+    const auto hold = lock();
+    if (transactionDepth_ > 0) {
+        try {
+            body();
+        } catch (...) {
+            if (!failureInside_)
+                failureInside_ = std::current_exception();
+            throw;
+        }
+        return;
+    }
+
+    if (sqlite3_get_autocommit(connection_.get()) == 0)
+        rollBack();  // an earlier rollback failed, and its transaction would swallow this one
+    runStatement("BEGIN IMMEDIATE");
+    ++transactionDepth_;
+    failureInside_ = nullptr;
+    try {
+        body();
+        commit();
+    } catch (...) {
+        rollBack();
+        --transactionDepth_;
+        throw;
+    }
+    --transactionDepth_;
+}
+
+void RecoveryStore::commit()
+{
+    if (failureInside_)
+        std::rethrow_exception(failureInside_);
+    if (beforeCommit)
+        beforeCommit();
+    runStatement("COMMIT");
+    syncFolderBehindCommit();
+}
+
+void RecoveryStore::rollBack() noexcept
+{
+    try {
+        runStatement("ROLLBACK");
+    } catch (...) {
+        // The failure that led here is the one to report; SQLite may have rolled back by itself already.
+    }
+}
+
+void RecoveryStore::runStatement(std::string_view sql)
+{
+    Statement(connection_.get(), sql).run();
+}
+
+void RecoveryStore::syncFolderBehindCommit()
+{
+    try {
+        folder_.sync();
+    } catch (const SystemError& error) {
+        throw RecoveryError::storage(error.what());
+    }
+}
+
+bool RecoveryStore::integrityCheck()
+{
+    const auto rows = query("PRAGMA integrity_check");
+    return !rows.empty() && !rows.front().empty() && rows.front().front() == "ok";
+}
+
+std::optional<std::string> RecoveryStore::metadataJson(std::string_view key)
+{
+    auto rows = query("SELECT value FROM metadata WHERE key=?", {key});
+    if (rows.empty())
+        return std::nullopt;
+    return std::move(rows.front().front());
+}
+
+void RecoveryStore::setMetadataJson(std::string_view key, std::string_view json)
+{
+    execute("INSERT OR REPLACE INTO metadata(key,value) VALUES(?,?)", {key, Blob{json}});
+}
+
+void RecoveryStore::removeMetadata(std::string_view key)
+{
+    execute("DELETE FROM metadata WHERE key=?", {key});
+}
+
+}  // namespace penmark

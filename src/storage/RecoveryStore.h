@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "base/FileDescriptor.h"
+#include "base/FunctionRef.h"
+#include "base/Record.h"
+#include "storage/RecoveryConfiguration.h"
+#include "storage/Statement.h"
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace penmark {
+
+/// The library: its folder, its lock against other processes, its one database connection and its transactions. What
+/// the tables hold belongs to other classes (ContentStore, DocumentStore, WindowStore, …), which are given this one.
+///
+/// What is reported as done survives a power cut: a transaction, or a statement outside of one, returns only after the
+/// library's folder has been synced behind COMMIT, since SQLite does not make the removal of its rollback journal
+/// durable, and a journal that comes back takes the last commit back with it.
+///
+/// Threads: any. Each call takes the recursive lock for its whole length, so nothing slow that is not SQLite belongs
+/// into a transaction's body. Every failure is a RecoveryError.
+class RecoveryStore {
+public:
+    /// Opens or creates the library. Throws `locked`, `newerSchema` (the file is then untouched) or `storage`.
+    explicit RecoveryStore(const RecoveryConfiguration& configuration);
+
+    /// Closes the connection, then releases the lock.
+    ~RecoveryStore();
+    RecoveryStore(const RecoveryStore&) = delete;
+    RecoveryStore& operator=(const RecoveryStore&) = delete;
+
+    const std::filesystem::path& root() const noexcept { return root_; }
+
+    /// This library's identity among the user's computers; the same at every opening.
+    Uuid deviceID() const noexcept { return deviceID_; }
+
+    /// Grows whenever a statement that changes documents or revisions completes. Any thread, without the lock.
+    std::uint64_t searchVersion() const noexcept { return searchVersion_; }
+
+    /// The version that the database declares.
+    int schemaVersion() const;
+
+    /// Runs a statement that returns no rows.
+    void execute(std::string_view sql, SqlParameters parameters = {});
+
+    using Row = std::vector<std::string>;
+
+    /// All rows, each column as text (a blob as its bytes, NULL as nothing).
+    std::vector<Row> query(std::string_view sql, SqlParameters parameters = {});
+
+    /// The same row by row, without copies; the lock is held until the last one.
+    void forEachRow(std::string_view sql, SqlParameters parameters, FunctionRef<void(const Statement& row)> visit);
+
+    /// Runs the body as one change: with BEGIN IMMEDIATE and COMMIT, or ROLLBACK if anything throws. A transaction
+    /// inside another joins it, and a failure inside it undoes the outer one too, even if somebody catches it on the
+    /// way. Returns what the body returns and throws what it throws.
+    ///
+    /// A COMMIT that fails may still have been stored (the sync behind it can fail after the fact). Whoever retries
+    /// reads what is there first.
+    template <class Body>
+    auto transaction(Body&& body) -> std::invoke_result_t<Body&>
+    {
+        if constexpr (std::is_void_v<std::invoke_result_t<Body&>>) {
+            runTransaction(body);
+        } else {
+            std::optional<std::invoke_result_t<Body&>> result;
+            runTransaction([&] { result.emplace(body()); });
+            return std::move(*result);
+        }
+    }
+
+    /// Called inside each outermost transaction just before COMMIT; what it throws rolls the transaction back.
+    /// Unset in normal operation. Set it while nothing else uses the store.
+    std::function<void()> beforeCommit;
+
+    /// Prepares a statement that an operation runs for many rows. Only inside `transaction` or while holding `lock`.
+    Statement prepare(std::string_view sql);
+
+    /// Holds off every other thread's use of the store for as long as the returned object lives.
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() const { return std::unique_lock(lock_); }
+
+    /// Whether SQLite finds the database sound. Reads all of it.
+    bool integrityCheck();
+
+    /// The value of a metadata key; absent if there is none or it does not decode.
+    template <class T>
+    std::optional<T> metadata(std::string_view key)
+    {
+        const auto json = metadataJson(key);
+        if (!json)
+            return std::nullopt;
+        try {
+            return decodeRecord<T>(*json);
+        } catch (const RecordError&) {
+            return std::nullopt;
+        }
+    }
+
+    template <class T>
+    void setMetadata(std::string_view key, const T& value)
+    {
+        setMetadataJson(key, encodeRecord(value));
+    }
+
+    void removeMetadata(std::string_view key);
+
+    /// True while the sync engine writes what other computers changed. Used under the lock.
+    bool applyingSync = false;
+
+private:
+    /// The lock file, locked for as long as this lives.
+    class WriterLock {
+    public:
+        explicit WriterLock(const std::filesystem::path& root);
+        ~WriterLock();
+        WriterLock(const WriterLock&) = delete;
+        WriterLock& operator=(const WriterLock&) = delete;
+
+    private:
+        FileDescriptor file_;
+    };
+    struct CloseConnection {
+        void operator()(sqlite3* connection) const noexcept;
+    };
+
+    void openConnection();
+    void createSchema(int found);
+    void createIndexes();
+    void readDeviceID();
+    void runTransaction(FunctionRef<void()> body);
+    void commit();
+    void rollBack() noexcept;
+    void runStatement(std::string_view sql);
+    void syncFolderBehindCommit();
+    std::optional<std::string> metadataJson(std::string_view key);
+    void setMetadataJson(std::string_view key, std::string_view json);
+
+    std::filesystem::path root_;
+    mutable std::recursive_mutex lock_;
+    FileDescriptor folder_;
+    std::optional<WriterLock> writerLock_;  // released behind the connection
+    std::unique_ptr<sqlite3, CloseConnection> connection_;
+    Uuid deviceID_;
+    std::atomic<std::uint64_t> searchVersion_ = 0;
+    int transactionDepth_ = 0;
+    std::exception_ptr failureInside_;  // of a joined transaction; the outermost one must not commit
+};
+
+}  // namespace penmark

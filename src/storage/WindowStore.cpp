@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/WindowStore.h"
+
+#include "storage/RecoveryStore.h"
+#include "storage/StoredRecord.h"
+
+namespace penmark {
+
+void WindowStore::saveAll(std::span<const RecoveryWindow> windows)
+{
+    std::vector<std::string> records;
+    for (const RecoveryWindow& window : windows)
+        records.push_back(encodeStored(window));
+    store_.transaction([&] {
+        store_.execute("DELETE FROM windows");
+        for (std::size_t i = 0; i < windows.size(); ++i)
+            store_.execute("INSERT INTO windows(id,json) VALUES(?,?)", {windows[i].id.text(), Blob{records[i]}});
+    });
+}
+
+WindowStore::Loaded WindowStore::load() const
+{
+    Loaded loaded;
+    store_.forEachRow("SELECT json FROM windows ORDER BY rowid", {}, [&](const Statement& row) {
+        try {
+            loaded.windows.push_back(decodeStored<RecoveryWindow>(row.text(0), "window"));
+        } catch (const RecoveryError& error) {
+            loaded.problems.emplace_back(error.what());
+        }
+    });
+    return loaded;
+}
+
+}  // namespace penmark
