@@ -21,31 +21,34 @@ class BitReader {
 public:
     /// `begin` is where the payload begins, `end` where it ends.
     BitReader(const char* begin, const char* end, std::uint32_t unusedBits)
-        : begin_(begin), left_((end - begin) * 8 - static_cast<std::ptrdiff_t>(unusedBits))
+        : begin_(begin), offset_((end - begin) * 8 - static_cast<std::ptrdiff_t>(unusedBits))
     {}
 
     /// Makes the next 57 bits available to take().
     PENMARK_LZFSE_INLINE void refill()
     {
-        const std::ptrdiff_t bytes = (left_ + 7) >> 3;
-        word_ = load<std::uint64_t>(begin_ + bytes - 8);
-        position_ = static_cast<std::uint32_t>(64 - ((bytes << 3) - left_));
+        const std::ptrdiff_t left = this->left();
+        offset_ = ((left + 7) >> 3) - 8;
+        word_ = load<std::uint64_t>(begin_ + offset_);
+        offset_ *= 8;
+        position_ = static_cast<std::uint32_t>(left - offset_);
     }
 
     PENMARK_LZFSE_INLINE std::uint64_t take(std::uint32_t count)
     {
         position_ -= count;
-        left_ -= count;
         return lowBits(word_ >> (position_ & 63), count);
     }
 
     /// False once more bits were taken than there are; refill() must not be called any more then.
-    bool valid() const { return left_ >= 0; }
-    bool empty() const { return left_ == 0; }
+    PENMARK_LZFSE_INLINE bool valid() const { return left() >= 0; }
+    bool empty() const { return left() == 0; }
 
 private:
+    PENMARK_LZFSE_INLINE std::ptrdiff_t left() const { return offset_ + static_cast<std::ptrdiff_t>(position_); }
+
     const char* begin_;
-    std::ptrdiff_t left_;  // in bits
+    std::ptrdiff_t offset_;  // of the word, in bits of the payload
     std::uint64_t word_ = 0;
     std::uint32_t position_ = 0;  // of the lowest bit taken so far, in the word
 };

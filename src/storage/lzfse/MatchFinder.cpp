@@ -58,13 +58,9 @@ constexpr std::uint32_t worth_bit = 42;
 constexpr std::uint32_t wait_bit = 37;
 constexpr std::uint32_t length_bit = 32;
 
-PENMARK_LZFSE_INLINE Match makeMatch(std::uint32_t length, std::uint32_t wait, std::uint32_t distance,
-                                     std::int32_t distanceWorth)
-{
-    constexpr Match perByte = (Match{worth_of_byte} << worth_bit) + (Match{1} << length_bit);
-    constexpr Match perWait = (Match{-cost_of_waiting} * (Match{1} << worth_bit)) + (Match{1} << wait_bit);
-    return length * perByte + wait * perWait + distanceWorth * (Match{1} << worth_bit) + distance;
-}
+constexpr Match one_worth = Match{1} << worth_bit;
+constexpr Match one_byte = worth_of_byte * one_worth + (Match{1} << length_bit);
+constexpr Match one_wait = (Match{1} << wait_bit) - cost_of_waiting * one_worth;
 
 PENMARK_LZFSE_INLINE std::int32_t worthOf(Match match)
 {
@@ -83,9 +79,10 @@ PENMARK_LZFSE_INLINE std::uint32_t distanceOf(Match match)
     return static_cast<std::uint32_t>(match);
 }
 
-PENMARK_LZFSE_INLINE std::int32_t worthOfDistance(std::uint32_t distance)
+// How many bytes are equal at the beginning, of what equalBytes returned.
+PENMARK_LZFSE_INLINE std::uint32_t leadingBytes(std::uint32_t equal)
 {
-    return std::countl_zero(distance) - 32;
+    return static_cast<std::uint32_t>(std::countr_zero(equal + 1));
 }
 
 }  // namespace
@@ -130,13 +127,12 @@ struct MatchFinder::Search {
             return distance;
         };
         const auto candidate = [&](std::uint32_t distance) PENMARK_LZFSE_INLINE_LAMBDA {
-            const auto length =
-                static_cast<std::uint32_t>(std::countr_one(equalBytes(here - distance, here) & 0xffffU));
-            return makeMatch(length, wait, distance, worthOfDistance(distance));
+            return leadingBytes(equalBytes(here - distance, here)) * one_byte + std::countl_zero(distance) * one_worth +
+                   distance;
         };
         const std::uint32_t near = exchange(five(bytes));
         const std::uint32_t sure = exchange(eight(bytes));
-        return std::max(candidate(near), candidate(sure));
+        return std::max(candidate(near), candidate(sure)) + wait * one_wait - 32 * one_worth;
     }
 
     // Text often goes on at the distance before after a few bytes that differ.
@@ -146,8 +142,7 @@ struct MatchFinder::Search {
         const std::uint32_t pairs = equal & equal >> 1;
         const std::uint32_t fours = pairs & pairs >> 2;
         const auto wait = static_cast<std::uint32_t>(std::countr_zero(fours | 1U << window));
-        return makeMatch(static_cast<std::uint32_t>(std::countr_one(equal >> wait)), wait, distance,
-                         bonus_of_same_distance);
+        return leadingBytes(equal >> wait) * one_byte + wait * one_wait + bonus_of_same_distance * one_worth + distance;
     }
 
     // Returns how much of the text was handed over.
@@ -188,7 +183,8 @@ struct MatchFinder::Search {
             }
             blocks.add(text + done, begin - done, distance, next - begin);
             lastDistance = distance;
-            for (std::uint32_t i = at + window, stop = std::min(next, last); i < stop; i += 2)
+            // Every third place in a match will do: what is found late is extended backwards.
+            for (std::uint32_t i = at + window + 1, stop = std::min(next, last); i < stop; i += 3)
                 remember(i);
             at = done = next;
         }

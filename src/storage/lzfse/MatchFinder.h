@@ -13,8 +13,8 @@ namespace penmark::lzfse {
 
 /// Divides text into literals and matches.
 ///
-/// Two tables remember where the last text of the same 5 and of the same 8 bytes began. Positions keep counting from
-/// one text to the next, so the tables need no clearing: what lies before the present text is told by its number.
+/// Two tables remember where the same 5 and the same 8 bytes were seen last. Positions keep counting from one text to
+/// the next, so the tables need no clearing: what lies before the present text is told by its number.
 class MatchFinder {
 public:
     /// Positions count from `firstPosition`, and start over before they exceed 32 bits.

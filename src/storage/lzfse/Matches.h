@@ -44,11 +44,9 @@ PENMARK_LZFSE_INLINE void copyMatchWide(char* to, std::uint32_t distance, std::u
     }
     const char* const from = to - distance;
     copy16(to, from);
-    if (size > 16) {
-        copy16(to + 16, from + 16);
-        if (size > 32) [[unlikely]]
-            copyWide(to + 32, from + 32, size - 32);
-    }
+    copy16(to + 16, from + 16);
+    if (size > 32) [[unlikely]]
+        copyWide(to + 32, from + 32, size - 32);
 }
 
 }  // namespace penmark::lzfse
