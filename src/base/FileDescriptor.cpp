@@ -40,7 +40,7 @@ void FileDescriptor::reset() noexcept
 
 std::string FileDescriptor::readToEnd() const
 {
-    constexpr std::size_t smallestRead = 64 * 1024;
+    constexpr std::size_t smallestRead = std::size_t{64} * 1024;
     struct stat status {};
     if (fstat(descriptor_, &status) != 0)
         throw SystemError(errno, path_.native());

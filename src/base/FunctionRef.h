@@ -17,7 +17,9 @@ public:
     template <class Callable>
     requires(!std::is_same_v<std::remove_cvref_t<Callable>, FunctionRef> &&
              std::is_invocable_r_v<Result, Callable&, Arguments...>)
-        FunctionRef(Callable&& callable)  // implicit, so that a lambda can be passed as it stands
+        // Implicit, so that a lambda can be passed as it stands. The constraint keeps copies out.
+        // NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
+        FunctionRef(Callable&& callable)
         : object_(const_cast<void*>(static_cast<const void*>(std::addressof(callable)))),
           call_([](void* object, Arguments... arguments) -> Result {
               return (*static_cast<std::remove_reference_t<Callable>*>(object))(std::forward<Arguments>(arguments)...);

@@ -105,7 +105,7 @@ bool parseJson(std::string_view text, FunctionRef<void(const JsonValue&)> visit)
     if (parser->parse(text.data(), text.size()).get(root) != simdjson::SUCCESS)
         return false;
     visit(JsonAccess::wrap(root));
-    constexpr std::size_t worthKeeping = 4 * 1024 * 1024;
+    constexpr std::size_t worthKeeping = std::size_t{4} * 1024 * 1024;
     if (parser->capacity() <= worthKeeping)
         spare = std::move(parser);
     return true;

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -86,9 +87,9 @@ concept StoredEnumeration = requires(T t)
 namespace detail {
 
 template <class T>
-constexpr bool isOptional = false;
+struct IsOptional : std::false_type {};
 template <class T>
-constexpr bool isOptional<std::optional<T>> = true;
+struct IsOptional<std::optional<T>> : std::true_type {};
 
 }  // namespace detail
 
@@ -178,7 +179,7 @@ inline void encodeKey(std::string& out, std::string_view key, bool& first)
 template <class T>
 void encodeMember(std::string& out, std::string_view key, const T& value, bool& first)
 {
-    if constexpr (isOptional<T>) {
+    if constexpr (IsOptional<T>::value) {
         if (value)
             encodeMember(out, key, *value, first);
     } else {
@@ -333,7 +334,7 @@ bool decodeMember(const JsonValue& json, std::string_view key, R& record, std::a
         if (known.key != key)
             return false;
         auto& member = record.*known.member;
-        if constexpr (isOptional<std::remove_reference_t<decltype(member)>>) {
+        if constexpr (IsOptional<std::remove_reference_t<decltype(member)>>::value) {
             if (json.isNull())
                 member.reset();
             else
@@ -353,7 +354,7 @@ void requireAll(const std::array<bool, sizeof...(I)>& seen, std::index_sequence<
     constexpr auto fields = R::fields();
     const auto require = [](const auto& known, bool isSeen) {
         using Value = std::remove_cvref_t<decltype(std::declval<R&>().*known.member)>;
-        if (!isSeen && !isOptional<Value>)
+        if (!isSeen && !IsOptional<Value>::value)
             refuse(known.key, "is missing");
     };
     (require(std::get<I>(fields), seen[I]), ...);
