@@ -195,11 +195,11 @@ def decode_packed(stream, at, out, _raw_size):
 
 
 def decode_unpacked(stream, at, out, _raw_size):
-    fields = struct.unpack_from("<5Ii4Hi3H360H2x", stream, at + 8)
-    require(fields[0] == fields[3] + fields[4], "sizes that do not add up")
+    fields = struct.unpack_from("<5Ii4Hi3H361H", stream, at + 8)
+    require(fields[0] == fields[3] + fields[4] and fields[374] == 0, "a damaged header")
     unused = (-fields[5], -fields[10])
     return decode_compressed(
-        stream, at + 772, out, fields[1:3], fields[3:5], unused, fields[6:10], fields[11:14], fields[14:]
+        stream, at + 772, out, fields[1:3], fields[3:5], unused, fields[6:10], fields[11:14], fields[14:374]
     )
 
 
