@@ -50,7 +50,7 @@ std::optional<Block> firstBlock(std::string_view stream)
     return Block{magic, stream.substr(0, *size), rawSize};
 }
 
-// What the blocks claim to decode to, or nothing if they do not make up the stream or claim what they cannot hold.
+// What the blocks claim to decode to; nothing if they do not make up the stream.
 std::optional<std::uint64_t> claimedSize(std::string_view stream)
 {
     std::uint64_t total = 0;

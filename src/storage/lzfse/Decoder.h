@@ -15,7 +15,7 @@ class BlockDecoder;
 /// Decodes LZFSE streams. A stream must be exact to the last bit: anything an encoder would not write is refused.
 /// The format has no checksum, so a damaged stream may still decode, to other bytes.
 ///
-/// Threads: one at a time. Owns its tables (56 KB), so use one decoder for many streams.
+/// Threads: one at a time. Owns its tables (50 KB), so use one decoder for many streams.
 class Decoder {
 public:
     Decoder();

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Texts.h"
+#include "storage/lzfse/BlockEncoder.h"
 #include "storage/lzfse/Decoder.h"
 #include "storage/lzfse/Encoder.h"
+#include "storage/lzfse/Memory.h"
 
 #include <algorithm>
 #include <memory>
@@ -94,6 +96,82 @@ TEST(Damage, RoomsOfOtherSizesAreNeverExceeded)
             ASSERT_FALSE(decodeGuarded(decoder, stream, size - less)) << less;
         for (std::size_t more = 0; more <= 80; ++more)
             ASSERT_TRUE(decodeGuarded(decoder, stream, size + more)) << more;
+    }
+}
+
+// One block of these literals and triples, whether they fit together or not.
+std::string streamOf(std::string literals, std::vector<Triple> triples, std::uint32_t rawSize)
+{
+    const std::size_t size = literals.size();
+    literals.resize(size + 3);
+    std::string stream(BlockEncoder::max_size, '\0');
+    const auto encoder = std::make_unique<BlockEncoder>();
+    stream.resize(encoder->encode(std::span(literals).first(size), triples, rawSize, stream.data()));
+    return stream + "bvx$";
+}
+
+TEST(Damage, BlocksThatContradictThemselvesAreRefused)
+{
+    const struct {
+        const char* name;
+        std::string literals;
+        std::vector<Triple> triples;
+        std::uint32_t rawSize;
+        bool valid;
+    } cases[] = {
+        {"sound", "abcdefgh", {{1, 8, 0}, {8, 0, 5}}, 13, true},
+        {"sound, and repeats its distance", "abcdefgh", {{4, 8, 5}, {4, 0, 5}}, 18, true},
+        {"distance of a triple without a match is not looked at", "abcdefgh", {{200, 4, 0}, {1, 4, 4}}, 12, true},
+        {"one literal too few", "abcd", {{1, 5, 0}}, 5, false},
+        {"three literals too few", "abcd", {{1, 7, 0}}, 7, false},
+        {"four literals not used", "abcdefgh", {{1, 4, 4}}, 8, false},
+        {"less text than said", "abcdefgh", {{8, 8, 5}}, 14, false},
+        {"more text than said", "abcdefgh", {{8, 8, 5}}, 12, false},
+        {"distance one too far", "abcdefgh", {{9, 8, 5}}, 13, false},
+        {"no distance before", "abcdefgh", {{0, 8, 5}}, 13, false},
+    };
+    Decoder decoder;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string stream = streamOf(c.literals, c.triples, c.rawSize);
+        for (const std::size_t more : {0U, 100U}) {  // with exact and with wide copies
+            EXPECT_EQ(decodeGuarded(decoder, stream, c.rawSize + more), c.valid);
+        }
+    }
+
+    // The bits of the last byte that are not used must be 0.
+    std::string stream = streamOf("abcdefgh", {{1, 8, 0}, {8, 0, 5}, {3, 0, 4}}, 17);
+    ASSERT_TRUE(decodeGuarded(decoder, stream, 17));
+    ASSERT_NE(load<std::uint64_t>(stream.data() + 16) >> 60, 7U) << "no bits are left over in this one";
+    stream[stream.size() - 5] = static_cast<char>(stream[stream.size() - 5] | 0x80);
+    EXPECT_FALSE(decodeGuarded(decoder, stream, 17));
+}
+
+TEST(Damage, OpcodesWithoutAMeaningAreRefused)
+{
+    Decoder decoder;
+    for (unsigned opcode = 0; opcode < 256; ++opcode) {
+        SCOPED_TRACE(opcode);
+        const unsigned high = opcode >> 4;
+        const bool undefined = high == 0x7 || high == 0xd || opcode == 0x1e || opcode == 0x26 || opcode == 0x2e ||
+                               opcode == 0x36 || opcode == 0x3e;
+        // Eight literals and a match, then the opcode with as many bytes as any might take, and the end.
+        bool decoded = false;
+        for (std::size_t following = 0; following <= 20; ++following) {
+            const std::string payload = std::string("\xe8qrstuvwx\x00\x05", 11) + static_cast<char>(opcode) +
+                                        std::string(following, '\1') + '\x06' + std::string(7, '\0');
+            for (std::uint32_t rawSize = 11; rawSize < 60; ++rawSize) {
+                std::string stream = "bvxn" + std::string(8, '\0') + payload + "bvx$";
+                store(stream.data() + 4, rawSize);
+                store(stream.data() + 8, static_cast<std::uint32_t>(payload.size()));
+                decoded = decodeGuarded(decoder, stream, rawSize) || decoded;
+            }
+        }
+        if (undefined) {
+            EXPECT_FALSE(decoded);
+        } else if (opcode % 8 == 0 && high != 0xa && high != 0xb) {  // distance 1
+            EXPECT_TRUE(decoded);
+        }
     }
 }
 
