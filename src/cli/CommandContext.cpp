@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cli/CommandContext.h"
+
+#include "base/SystemError.h"
+#include "cli/Interruption.h"
+#include "storage/RecoveryError.h"
+
+#include <cerrno>
+
+#include <sys/stat.h>
+
+namespace penmark::cli {
+
+RecoveryConfiguration CommandContext::configuration() const
+{
+    if (!library_)
+        return RecoveryConfiguration::fromEnvironment(currentEnvironment());
+    std::error_code error;
+    const auto root = std::filesystem::absolute(*library_, error);
+    if (error)
+        throw SystemError(error.value(), *library_);
+    return {root, std::nullopt};
+}
+
+RecoveryStore& CommandContext::open(const RecoveryConfiguration& configuration)
+{
+    deferInterruptions();
+    return store_.emplace(configuration);
+}
+
+RecoveryStore& CommandContext::openOrCreateLibrary()
+{
+    return open(configuration());
+}
+
+RecoveryStore& CommandContext::openLibrary()
+{
+    const RecoveryConfiguration configured = configuration();
+    struct stat status {};
+    const auto database = configured.root / "recovery.sqlite";
+    if (stat(database.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR))
+        throw RecoveryError::storage("There is no library in " + configured.root.native() + ".");
+    return open(configured);
+}
+
+}  // namespace penmark::cli

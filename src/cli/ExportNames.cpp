@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cli/ExportNames.h"
+
+#include "base/Utf8.h"
+#include "cli/DisplayText.h"
+
+#include <algorithm>
+
+namespace penmark::cli {
+
+namespace {
+
+constexpr std::size_t longestName = 255;  // bytes, on every file system of importance
+
+std::string withoutUnsafeCharacters(std::string_view text)
+{
+    std::string name = repairUtf8(text);
+    for (char& character : name) {
+        if (character == '/')
+            character = '_';
+        else if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F)
+            character = ' ';
+    }
+    name.erase(0, name.find_first_not_of(' '));
+    name.erase(name.find_last_not_of(' ') + 1);
+    return name;
+}
+
+// Where the extension begins, at its dot, or the end. "Chapter 1.2" and "e. g. this" have none.
+std::size_t extensionStart(std::string_view name)
+{
+    constexpr std::size_t longestExtension = 10;
+    const auto dot = name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0 || dot + 1 == name.size())
+        return name.size();
+    const std::string_view extension = name.substr(dot + 1);
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto isPart = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9'); };
+    const bool looksLikeOne = extension.size() <= longestExtension &&
+                              std::all_of(extension.begin(), extension.end(), isPart) &&
+                              std::any_of(extension.begin(), extension.end(), isLetter);
+    return looksLikeOne ? dot : name.size();
+}
+
+// At most this many bytes, cut between characters.
+std::string_view cutTo(std::string_view text, std::size_t bytes)
+{
+    if (text.size() <= bytes)
+        return text;
+    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80)
+        --bytes;
+    return text.substr(0, bytes);
+}
+
+}  // namespace
+
+void ExportNames::reserve(std::string_view name)
+{
+    taken_.insert(foldedCase(name));
+}
+
+std::string ExportNames::forTitle(std::string_view title)
+{
+    std::string name = withoutUnsafeCharacters(title);
+    name.erase(0, name.find_first_not_of(". "));
+    if (name.empty())
+        name = "Untitled";
+    const std::size_t start = extensionStart(name);
+    if (start == name.size())
+        return unique(name, ".txt");
+    return unique(std::string_view(name).substr(0, start), std::string_view(name).substr(start));
+}
+
+std::string ExportNames::forFile(std::string_view name)
+{
+    const std::string safe = withoutUnsafeCharacters(name);
+    if (safe.find_first_not_of('.') == std::string::npos)
+        return forTitle("");
+    const std::size_t start = extensionStart(safe);
+    return unique(std::string_view(safe).substr(0, start), std::string_view(safe).substr(start));
+}
+
+std::string ExportNames::unique(std::string_view stem, std::string_view extension)
+{
+    // Counting goes on where it stopped, so that a thousand drafts of one title do not try a million names.
+    std::size_t& number = number_[foldedCase(std::string(stem) + "/" + std::string(extension))];
+    for (;;) {
+        ++number;
+        const std::string tail =
+            (number == 1 ? std::string() : " (" + std::to_string(number) + ")") + std::string(extension);
+        std::string name = std::string(cutTo(stem, longestName - tail.size())) + tail;
+        if (taken_.insert(foldedCase(name)).second)
+            return name;
+    }
+}
+
+}  // namespace penmark::cli

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "cli/Command.h"
+
+#include <string>
+
+namespace penmark::cli {
+
+/// What `penmarkctl --help` prints.
+std::string helpText();
+
+/// What `penmarkctl COMMAND --help` prints.
+std::string helpText(const Command& command);
+
+}  // namespace penmark::cli

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cli/Interruption.h"
+
+#include "base/SystemError.h"
+
+#include <csignal>
+
+#include <unistd.h>
+
+namespace penmark::cli {
+
+namespace {
+
+volatile std::sig_atomic_t received = 0;
+
+}
+
+void deferInterruptions()
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler == SIG_IGN)
+            continue;
+        struct sigaction action {};
+        action.sa_handler = [](int which) { received = which; };
+        action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a blocked write returns
+        sigaction(signal, &action, nullptr);
+    }
+}
+
+void stopIfInterrupted()
+{
+    if (received != 0)
+        throw Cancelled();
+}
+
+void endIfInterrupted()
+{
+    if (received != 0)
+        endBySignal(received);
+}
+
+void endBySignal(int signal)
+{
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+    raise(signal);
+    _exit(128 + signal);
+}
+
+}  // namespace penmark::cli

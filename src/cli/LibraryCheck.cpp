@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cli/LibraryCheck.h"
+
+#include "base/Sha256.h"
+#include "storage/ChunkCodec.h"
+#include "storage/ContentStore.h"
+#include "storage/RecoveryDocument.h"
+#include "storage/RecoveryError.h"
+#include "storage/RecoveryStore.h"
+#include "storage/RecoveryWindow.h"
+
+#include <array>
+#include <unordered_set>
+
+namespace penmark::cli {
+
+namespace {
+
+class LibraryCheck {
+public:
+    using Report = FunctionRef<void(const std::string& item)>;
+    using Progress = FunctionRef<void(std::size_t done, std::size_t total, std::string_view what)>;
+
+    LibraryCheck(RecoveryStore& store, Report report, Progress progress)
+        : store_(store), content_(store), report_(report), progress_(progress)
+    {}
+
+    void run()
+    {
+        // A part that the database cannot even list is one damaged item; the others are looked at all the same.
+        for (const auto part :
+             {&LibraryCheck::checkDatabase, &LibraryCheck::checkReferences, &LibraryCheck::checkDocuments,
+              &LibraryCheck::checkRevisions, &LibraryCheck::checkOtherRecords, &LibraryCheck::checkTexts,
+              &LibraryCheck::checkOtherChunks}) {
+            try {
+                (this->*part)();
+            } catch (const RecoveryError& error) {
+                report_(std::string("database: ") + error.what());
+            }
+        }
+    }
+
+private:
+    void checkDatabase()
+    {
+        progress_(0, 1, "database");
+        for (const auto& row : store_.query("PRAGMA integrity_check")) {
+            if (row.front() != "ok")
+                report_("database: " + row.front());
+        }
+    }
+
+    void checkReferences()
+    {
+        for (const auto& row : store_.query("PRAGMA foreign_key_check")) {
+            // A revision without its text is named where the texts are checked, and there by more than a row number.
+            if (row[0] != "revisions")
+                report_(row[0] + " row " + row[1] + ": what it refers to in " + row[2] + " is missing");
+        }
+    }
+
+    template <class R>
+    std::optional<R> decode(std::string_view json, const std::string& item)
+    {
+        try {
+            return decodeRecord<R>(json);
+        } catch (const RecordError& error) {
+            report_(item + ": " + error.what());
+            return std::nullopt;
+        }
+    }
+
+    void checkDocuments()
+    {
+        const auto hold = store_.lock();
+        Statement revision = store_.prepare("SELECT document_id FROM revisions WHERE id=?");
+        store_.forEachRow("SELECT id, json FROM documents", {}, [&](const Statement& row) {
+            const std::string id(row.text(0));
+            const std::string item = "document " + id;
+            progress_(0, 1, item);
+            const auto document = decode<RecoveryDocument>(row.text(1), item);
+            if (!document)
+                return;
+            if (document->id.text() != id)
+                report_(item + ": its record is that of " + document->id.text());
+            if (!document->head)
+                return;
+            const std::string head = document->head->text();
+            revision.bind({head});
+            if (!revision.step())
+                report_(item + ": its newest revision " + head + " is missing");
+            else if (revision.text(0) != id)
+                report_(item + ": its newest revision " + head + " belongs to document " +
+                        std::string(revision.text(0)));
+        });
+    }
+
+    void checkRevisions()
+    {
+        store_.forEachRow("SELECT id, document_id, hash, json FROM revisions", {}, [&](const Statement& row) {
+            const std::string item = "revision " + std::string(row.text(0));
+            progress_(0, 1, item);
+            const auto revision = decode<RecoveryRevision>(row.text(3), item);
+            if (!revision)
+                return;
+            if (revision->id.text() != row.text(0))
+                report_(item + ": its record is that of " + revision->id.text());
+            if (revision->documentID.text() != row.text(1))
+                report_(item + ": its record names another document");
+            if (revision->contentHash != row.text(2))
+                report_(item + ": its record names another text");
+        });
+    }
+
+    void checkOtherRecords()
+    {
+        store_.forEachRow("SELECT id, json FROM windows", {}, [&](const Statement& row) {
+            const std::string item = "window " + std::string(row.text(0));
+            const auto window = decode<RecoveryWindow>(row.text(1), item);
+            if (window && window->id.text() != row.text(0))
+                report_(item + ": its record is that of " + window->id.text());
+        });
+        // Of these only the form is known here.
+        struct Records {
+            std::string_view name;
+            std::string_view sql;
+        };
+        constexpr std::array<Records, 5> others{{
+            {"metadata", "SELECT key, value FROM metadata"},
+            {"item", "SELECT id, json FROM library_items"},
+            {"checkpoint", "SELECT id, json FROM checkpoints"},
+            {"view", "SELECT id, json FROM search_views"},
+            {"change to be synced", "SELECT id, payload FROM outbox"},
+        }};
+        for (const auto& [name, sql] : others) {
+            store_.forEachRow(sql, {}, [&, kind = name](const Statement& row) {
+                if (!parseJson(row.text(1), [](const JsonValue&) {}))
+                    report_(std::string(kind) + " " + std::string(row.text(0)) + ": the record is not valid JSON");
+            });
+        }
+    }
+
+    // Each text that is stored and each that a revision names.
+    void checkTexts()
+    {
+        std::vector<std::string> hashes;
+        store_.forEachRow("SELECT hash FROM content UNION SELECT hash FROM revisions", {},
+                          [&](const Statement& row) { hashes.emplace_back(row.text(0)); });
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            const std::string item = "text " + hashes[i];
+            progress_(i, hashes.size(), item);
+            try {
+                content_.loadText(hashes[i]);
+            } catch (const RecoveryError& error) {
+                report_(item + ": " + error.what() + usersOf(hashes[i]));
+            }
+            noteChunks(hashes[i]);
+        }
+    }
+
+    std::string usersOf(const std::string& hash)
+    {
+        const auto users = store_.query("SELECT id, document_id FROM revisions WHERE hash=?", {hash});
+        if (users.empty())
+            return " No revision uses it.";
+        std::string text = " Used by revision " + users[0][0] + " of document " + users[0][1];
+        if (users.size() > 1)
+            text += " and by others: " + std::to_string(users.size() - 1);
+        return text + ".";
+    }
+
+    void noteChunks(const std::string& hash)
+    {
+        const auto rows = store_.query("SELECT body FROM content WHERE hash=?", {hash});
+        if (rows.empty())
+            return;
+        try {
+            for (std::string& chunk : decodeRecord<std::vector<std::string>>(rows.front().front()))
+                checkedChunks_.insert(std::move(chunk));
+        } catch (const RecordError&) {
+            // Reported with its text; the chunks are then checked as if it were not there.
+        }
+    }
+
+    // Chunks that no text uses: the next text that contains one would rely on it.
+    void checkOtherChunks()
+    {
+        std::vector<std::string> hashes;
+        store_.forEachRow("SELECT hash FROM chunks", {}, [&](const Statement& row) {
+            std::string hash(row.text(0));
+            if (!checkedChunks_.contains(hash))
+                hashes.push_back(std::move(hash));
+        });
+        ChunkCodec codec;
+        std::string room(ContentStore::chunkSize, '\0');
+        for (std::size_t i = 0; i < hashes.size(); ++i) {
+            const std::string item = "chunk " + hashes[i];
+            progress_(i, hashes.size(), item);
+            const auto rows = store_.query("SELECT body FROM chunks WHERE hash=?", {hashes[i]});
+            const auto size = rows.empty() ? std::nullopt : codec.decompress(rows.front().front(), room);
+            if (!size || sha256({room.data(), *size}) != hashes[i])
+                report_(item + ": It is damaged. No text uses it.");
+        }
+    }
+
+    RecoveryStore& store_;
+    ContentStore content_;
+    Report report_;
+    Progress progress_;
+    std::unordered_set<std::string> checkedChunks_;
+};
+
+}  // namespace
+
+void checkLibrary(RecoveryStore& store, FunctionRef<void(const std::string& item)> report,
+                  FunctionRef<void(std::size_t done, std::size_t total, std::string_view what)> progress)
+{
+    LibraryCheck(store, report, progress).run();
+}
+
+}  // namespace penmark::cli
