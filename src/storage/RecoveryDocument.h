@@ -30,7 +30,8 @@ struct CommandOrigin {
     friend bool operator==(const CommandOrigin&, const CommandOrigin&) = default;
 };
 
-/// One text that the user works on, with or without a file on disk. A row of `documents`.
+/// One text that the user works on, with or without a file on disk. A row of `documents`. Keys that this version does
+/// not know are kept when the record is written again.
 struct RecoveryDocument {
     Uuid id;  ///< never reused
     std::string title;
@@ -46,6 +47,7 @@ struct RecoveryDocument {
     bool deleted = false;          ///< discarded; the row stays, so that history and sync can see it
     Date createdAt;
     Date updatedAt;  ///< of the last change to this record or its text
+    UnknownMembers unknownMembers;
 
     /// What lists show.
     const std::string& shownTitle() const { return displayTitle ? *displayTitle : title; }
