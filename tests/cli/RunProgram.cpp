@@ -80,7 +80,10 @@ RunningProgram::RunningProgram(const ProgramCall& call) : isTerminal_(call.onTer
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    if (input == -1)
+        posix_spawn_file_actions_addclose(&actions, STDIN_FILENO);
+    else
+        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, childErrors, STDERR_FILENO);
     if (call.output.value_or(childOutput) == -1)
         posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);

@@ -27,9 +27,9 @@ TEST_F(StreamsTest, OutputThatCannotBeWrittenIsAFailure)
         EXPECT_EQ(result.status, 1) << words[0];
         EXPECT_EQ(result.errors, "penmarkctl: standard output: No space left on device\n") << words[0];
     }
-    // A closed stream must not lend its number to a file of the library.
+    // Closed streams must not lend their numbers to a file of the library.
     ProgramCall closed = call({"cat", id});
-    closed.output = -1;
+    closed.inputStream = closed.output = -1;
     const ProgramResult result = runProgram(closed);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "penmarkctl: standard output: Bad file descriptor\n");
