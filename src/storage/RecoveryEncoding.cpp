@@ -65,8 +65,8 @@ public:
     std::size_t count() const { return body_.size() / 2; }
     unsigned at(std::size_t index) const
     {
-        const auto first = static_cast<unsigned char>(body_[2 * index]);
-        const auto second = static_cast<unsigned char>(body_[2 * index + 1]);
+        const unsigned first = static_cast<unsigned char>(body_[2 * index]);
+        const unsigned second = static_cast<unsigned char>(body_[2 * index + 1]);
         return order_ == ByteOrder::littleEndian ? first | (second << 8U) : (first << 8U) | second;
     }
 
@@ -75,8 +75,14 @@ private:
     ByteOrder order_;
 };
 
-constexpr bool isLead(unsigned unit) { return unit >= 0xd800 && unit < 0xdc00; }
-constexpr bool isTrail(unsigned unit) { return unit >= 0xdc00 && unit < 0xe000; }
+constexpr bool isLead(unsigned unit)
+{
+    return unit >= 0xd800 && unit < 0xdc00;
+}
+constexpr bool isTrail(unsigned unit)
+{
+    return unit >= 0xdc00 && unit < 0xe000;
+}
 
 /// The index of the first surrogate without its partner, or the number of units.
 std::size_t firstUnpaired(const Utf16Units& units)
