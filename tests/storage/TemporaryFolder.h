@@ -11,12 +11,13 @@
 
 namespace penmark {
 
-/// A fresh empty folder below the system's temporary folder, removed with everything in it at the end.
+/// A fresh empty folder, below the system's temporary folder if not elsewhere, removed with everything in it at the
+/// end.
 class TemporaryFolder {
 public:
-    TemporaryFolder()
+    explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path())
     {
-        std::string name = (std::filesystem::temp_directory_path() / "penmark-test-XXXXXX").native();
+        std::string name = (parent / "penmark-test-XXXXXX").native();
         if (mkdtemp(name.data()) == nullptr)
             throw SystemError(errno, name);
         path_ = name;
@@ -30,6 +31,14 @@ public:
     }
 
     const std::filesystem::path& path() const { return path_; }
+
+    /// Where files are kept in memory, if the system has such a folder: for tests of many steps that no disk matters
+    /// to.
+    static std::filesystem::path inMemory()
+    {
+        const std::filesystem::path memory = "/dev/shm";
+        return std::filesystem::is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+    }
 
 private:
     std::filesystem::path path_;
