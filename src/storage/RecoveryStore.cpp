@@ -21,6 +21,16 @@ namespace {
 constexpr auto databaseName = "recovery.sqlite";
 constexpr auto lockName = "writer.lock";
 
+// The folder's path, whatever the working folder will be; "library/" names the same folder as "library".
+fs::path absoluteRoot(const fs::path& root)
+{
+    std::error_code error;
+    fs::path path = fs::absolute(root, error).lexically_normal();
+    if (error)
+        throw RecoveryError::storage(root.native() + ": " + error.message());
+    return path.has_filename() ? path : path.parent_path();
+}
+
 // Creates the folder and what is missing above it, for this user only, and makes each new name durable.
 void createPrivateFolders(const fs::path& folder)
 {
@@ -80,10 +90,8 @@ void RecoveryStore::CloseConnection::operator()(sqlite3* connection) const noexc
 }
 
 RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration)
-    : root_(fs::absolute(configuration.root).lexically_normal()), deviceID_(Uuid::random())
+    : root_(absoluteRoot(configuration.root)), deviceID_(Uuid::random())
 {
-    if (!root_.has_filename())
-        root_ = root_.parent_path();  // "library/" names the same folder
     try {
         createPrivateFolders(root_);
         folder_ = FileDescriptor::open(root_, O_RDONLY | O_DIRECTORY);

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage/DocumentFiles.h"
+
+#include "base/Sha256.h"
+#include "base/SystemError.h"
+#include "base/Utf8.h"
+#include "storage/OriginalFile.h"
+#include "storage/RecoveryError.h"
+#include "storage/RecoveryStore.h"
+
+#include <cerrno>
+
+namespace penmark {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct FileText {
+    DecodedText decoded;
+    std::string digest;  // of the bytes
+};
+
+FileText readText(const fs::path& file)
+{
+    const std::string bytes = readOriginal(file);
+    return {decodeText(bytes), sha256(bytes)};
+}
+
+std::string titleOf(const fs::path& file)
+{
+    return repairUtf8(file.filename().native());
+}
+
+}  // namespace
+
+DocumentFiles::DocumentFiles(RecoveryStore& store, Clock clock)
+    : documents_(store, std::move(clock)), content_(store), files_{store.root()}
+{}
+
+std::string DocumentFiles::recordedPath(const fs::path& file)
+{
+    std::error_code error;
+    fs::path path = fs::absolute(file, error);  // fails in a working folder that is gone
+    if (!error)
+        path = fs::weakly_canonical(path, error);
+    if (error)  // also a loop of links, or a folder that may not be entered
+        throw RecoveryError::storage(file.native() + ": " + error.message());
+    if (!isValidUtf8(path.native()))
+        throw RecoveryError::storage("The name of " + repairUtf8(path.native()) +
+                                     " is not valid UTF-8 and cannot be recorded. Rename the file.");
+    return path.native();
+}
+
+RecoveryDocument DocumentFiles::open(const fs::path& file)
+{
+    const std::string path = recordedPath(file);
+    const auto bound = documents_.findBoundTo(path);
+    std::error_code error;
+    if (bound && !fs::exists(path, error))
+        noteMissing(*bound, path);
+    const FileText read = readText(path);
+    const auto bind = [&](RecoveryDocument& document) {
+        document.externalPath = path;
+        document.externalDigest = read.digest;
+        document.encoding = read.decoded.encoding;
+        document.missingOriginal = false;
+    };
+    if (!bound) {
+        RecoveryDocument document = documents_.newDocument(titleOf(path));
+        document.originPath = path;
+        bind(document);
+        return documents_.createWithText(document, read.decoded.text).document;
+    }
+    if (bound->externalDigest == read.digest) {
+        if (!bound->missingOriginal)
+            return *bound;
+        return documents_.changeDocument(bound->id, bind);
+    }
+    return documents_.writeRevision(bound->id, bound->head, read.decoded.text, bind).document;
+}
+
+RecoveryDocument DocumentFiles::import(const fs::path& file)
+{
+    const FileText read = readText(file);
+    RecoveryDocument document = documents_.newDocument(titleOf(file));
+    std::error_code error;
+    const fs::path absolute = fs::absolute(file, error);
+    document.originPath = repairUtf8((error ? file : absolute).lexically_normal().native());
+    document.encoding = read.decoded.encoding;
+    return documents_.createWithText(document, read.decoded.text).document;
+}
+
+RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::path>& file)
+{
+    const auto document = documents_.loadDocument(id);
+    if (!document)
+        throw RecoveryError::storage("There is no document " + id.text() + ".");
+    if (!file && !document->externalPath)
+        throw RecoveryError::storage("The document has no file. Give the path of one to save to.");
+    const std::string path = file ? recordedPath(*file) : *document->externalPath;
+    const auto expected = path == document->externalPath ? document->externalDigest : std::nullopt;
+
+    const std::string bytes = encodeText(textOf(*document), document->encoding);
+    const std::string digest = sha256(bytes);
+    // After a crash between writing the file and recording it, the file holds what it should.
+    std::error_code error;
+    if (fs::is_regular_file(path, error) && fileDigest(path) == digest)
+        files_.syncFile(path);
+    else
+        files_.saveFile(bytes, path, expected);
+    return documents_.changeDocument(id, [&](RecoveryDocument& changed) {
+        changed.externalPath = path;
+        changed.externalDigest = digest;
+        changed.missingOriginal = false;
+    });
+}
+
+RecoveryDocument DocumentFiles::reload(const Uuid& id)
+{
+    const auto document = documents_.loadDocument(id);
+    if (!document)
+        throw RecoveryError::storage("There is no document " + id.text() + ".");
+    if (!document->externalPath)
+        throw RecoveryError::storage("The document has no file to reload.");
+    const FileText read = readText(*document->externalPath);
+    const std::string replaced = textOf(*document);
+    if (replaced != read.decoded.text) {
+        RecoveryDocument kept = documents_.newDocument(document->shownTitle() + " — before reload");
+        kept.languageName = document->languageName;
+        documents_.createWithText(kept, replaced);
+    }
+    return documents_
+        .writeRevision(id, document->head, read.decoded.text,
+                       [&](RecoveryDocument& changed) {
+                           changed.externalDigest = read.digest;
+                           changed.encoding = read.decoded.encoding;
+                           changed.missingOriginal = false;
+                       })
+        .document;
+}
+
+std::string DocumentFiles::textOf(const RecoveryDocument& document) const
+{
+    if (!document.head)
+        return {};
+    const auto revision = documents_.loadRevision(*document.head);
+    if (!revision)
+        throw RecoveryError(RecoveryError::Case::missingContent);
+    return content_.loadText(revision->contentHash);
+}
+
+void DocumentFiles::noteMissing(const RecoveryDocument& document, const fs::path& file)
+{
+    documents_.changeDocument(document.id, [](RecoveryDocument& changed) { changed.missingOriginal = true; });
+    throw RecoveryError::storage(SystemError(ENOENT, file.native()).what());
+}
+
+}  // namespace penmark
