@@ -109,7 +109,8 @@ TEST(Crash, NoReportedRevisionIsLostWhenTheWriterIsKilled)
             ASSERT_TRUE(library.integrityCheck());
         }
     }
-    EXPECT_GT(reported, static_cast<std::size_t>(rounds()));
+    // Without revisions the kills would prove nothing; three rounds of four wait for one.
+    EXPECT_GE(reported, static_cast<std::size_t>(rounds() / 2));
 
     RecoveryStore library({folder.path(), {}});
     EXPECT_TRUE(library.integrityCheck());
