@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace penmark {
@@ -35,6 +37,41 @@ void forEachChunk(std::size_t count, FunctionRef<void(std::size_t index, std::si
     }
     for (std::size_t index = 0; index < count; ++index)
         work(index, 0);
+}
+
+// The bytes of a chunk in its room; throws unless they are what the hash says. Only the last one may be short.
+std::size_t decodeChunk(ChunkCodec& codec, const std::string& hash, const std::string& body, std::span<char> room,
+                        bool isLast)
+{
+    const auto size = codec.decompress(body, room);
+    if (!size || (!isLast && *size != room.size()) || sha256({room.data(), *size}) != hash)
+        failMissing();
+    return *size;
+}
+
+// Each chunk is decoded in its place. The first one is tried before there is room for all: a damaged manifest may claim
+// any number of them.
+std::string decodeChunks(const std::vector<std::string>& hashes,
+                         const std::unordered_map<std::string_view, std::string>& bodies)
+{
+    if (hashes.empty())
+        return {};
+    constexpr std::size_t chunkSize = ContentStore::chunkSize;
+    const std::size_t last = hashes.size() - 1;
+    ChunkCodecs codecs;
+    std::string text(chunkSize, '\0');
+    std::size_t lastSize = decodeChunk(codecs.of(0), hashes[0], bodies.at(hashes[0]), text, last == 0);
+    text.resize(hashes.size() * chunkSize);
+    forEachChunk(last, [&](std::size_t index, std::size_t worker) {
+        const std::size_t chunk = index + 1;
+        const std::span room(text.data() + chunk * chunkSize, chunkSize);
+        const std::size_t size =
+            decodeChunk(codecs.of(worker), hashes[chunk], bodies.at(hashes[chunk]), room, chunk == last);
+        if (chunk == last)
+            lastSize = size;
+    });
+    text.resize(last * chunkSize + lastSize);
+    return text;
 }
 
 }  // namespace
@@ -127,43 +164,30 @@ std::string ContentStore::storeText(const Prepared& prepared)
 std::string ContentStore::loadText(std::string_view contentHash) const
 {
     std::vector<std::string> hashes;
-    std::vector<std::string> bodies;
+    std::unordered_map<std::string_view, std::string> bodies;  // compressed, by chunk hash
     {
         const auto hold = store_.lock();
         hashes = loadManifest(contentHash);
-        bodies.reserve(hashes.size());
         Statement select = store_.prepare(selectChunk);
         for (const std::string& hash : hashes) {
+            const auto [body, isNew] = bodies.try_emplace(hash);
+            if (!isNew)
+                continue;
             select.bind({hash});
             if (!select.step())
                 failMissing();
-            bodies.emplace_back(select.text(0));
+            body->second = select.text(0);
         }
     }
-
-    // Each chunk is decoded in its place. In a sound text only the last one is shorter than a whole chunk.
-    std::string text(hashes.size() * chunkSize, '\0');
-    std::vector<std::size_t> sizes(hashes.size());
-    ChunkCodecs codecs;
-    forEachChunk(hashes.size(), [&](std::size_t index, std::size_t worker) {
-        const std::span room(text.data() + index * chunkSize, chunkSize);
-        const auto size = codecs.of(worker).decompress(bodies[index], room);
-        if (!size || sha256({room.data(), *size}) != hashes[index])
+    try {
+        std::string text = decodeChunks(hashes, bodies);
+        const bool isHashed = hashes.size() == 1 && hashes.front() == contentHash;
+        if ((!isHashed && sha256(text) != contentHash) || !isValidUtf8(text))
             failMissing();
-        sizes[index] = *size;
-        std::string().swap(bodies[index]);
-    });
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < sizes.size(); ++i) {
-        if (length != i * chunkSize)
-            failMissing();
-        length += sizes[i];
+        return text;
+    } catch (const std::bad_alloc&) {
+        failMissing();  // a manifest that claims more than there can be
     }
-    text.resize(length);
-    const bool isHashed = hashes.size() == 1 && hashes.front() == contentHash;
-    if ((!isHashed && sha256(text) != contentHash) || !isValidUtf8(text))
-        failMissing();
-    return text;
 }
 
 std::string ContentStore::previewText(std::string_view contentHash) const

@@ -35,7 +35,7 @@ std::string titleOf(const fs::path& file)
 }  // namespace
 
 DocumentFiles::DocumentFiles(RecoveryStore& store, Clock clock)
-    : documents_(store, std::move(clock)), content_(store), files_{store.root()}
+    : store_(store), documents_(store, std::move(clock)), content_(store), files_{store.root()}
 {}
 
 std::string DocumentFiles::recordedPath(const fs::path& file)
@@ -55,29 +55,32 @@ std::string DocumentFiles::recordedPath(const fs::path& file)
 RecoveryDocument DocumentFiles::open(const fs::path& file)
 {
     const std::string path = recordedPath(file);
-    const auto bound = documents_.findBoundTo(path);
     std::error_code error;
-    if (bound && !fs::exists(path, error))
-        noteMissing(*bound, path);
+    if (!fs::exists(path, error)) {
+        if (const auto bound = documents_.findBoundTo(path))
+            noteMissing(*bound, path);
+    }
     const FileText read = readText(path);
+    const auto prepared = content_.prepareText(read.decoded.text);
     const auto bind = [&](RecoveryDocument& document) {
         document.externalPath = path;
         document.externalDigest = read.digest;
         document.encoding = read.decoded.encoding;
         document.missingOriginal = false;
     };
-    if (!bound) {
-        RecoveryDocument document = documents_.newDocument(titleOf(path));
-        document.originPath = path;
-        bind(document);
-        return documents_.createWithText(document, read.decoded.text).document;
-    }
-    if (bound->externalDigest == read.digest) {
-        if (!bound->missingOriginal)
-            return *bound;
-        return documents_.changeDocument(bound->id, bind);
-    }
-    return documents_.writeRevision(bound->id, bound->head, read.decoded.text, bind).document;
+    // Looking for the document and making it are one step: whoever opens the same file at the same time gets the same.
+    return store_.transaction([&] {
+        const auto bound = documents_.findBoundTo(path);
+        if (!bound) {
+            RecoveryDocument document = documents_.newDocument(titleOf(path));
+            document.originPath = path;
+            bind(document);
+            return documents_.createWithText(document, prepared).document;
+        }
+        if (bound->externalDigest == read.digest)
+            return documents_.changeDocument(bound->id, bind);
+        return documents_.writeRevision(bound->id, bound->head, prepared, bind).document;
+    });
 }
 
 RecoveryDocument DocumentFiles::import(const fs::path& file)
@@ -99,6 +102,9 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
     if (!file && !document->externalPath)
         throw RecoveryError::storage("The document has no file. Give the path of one to save to.");
     const std::string path = file ? recordedPath(*file) : *document->externalPath;
+    const auto owner = documents_.findBoundTo(path);
+    if (owner && owner->id != id)
+        throw RecoveryError::storage("The document " + owner->id.text() + " is bound to " + path + " already.");
     const auto expected = path == document->externalPath ? document->externalDigest : std::nullopt;
 
     const std::string bytes = encodeText(textOf(*document), document->encoding);
@@ -124,20 +130,39 @@ RecoveryDocument DocumentFiles::reload(const Uuid& id)
     if (!document->externalPath)
         throw RecoveryError::storage("The document has no file to reload.");
     const FileText read = readText(*document->externalPath);
-    const std::string replaced = textOf(*document);
-    if (replaced != read.decoded.text) {
-        RecoveryDocument kept = documents_.newDocument(document->shownTitle() + " — before reload");
-        kept.languageName = document->languageName;
-        documents_.createWithText(kept, replaced);
+    const auto prepared = content_.prepareText(read.decoded.text);
+    const auto replaced = textToKeep(*document, read.decoded.text);
+    return store_.transaction([&] {
+        if (replaced) {
+            RecoveryDocument kept = documents_.newDocument(document->shownTitle() + " — before reload");
+            kept.languageName = document->languageName;
+            documents_.createWithText(kept, *replaced);
+        }
+        return documents_
+            .writeRevision(id, document->head, prepared,
+                           [&](RecoveryDocument& changed) {
+                               changed.externalDigest = read.digest;
+                               changed.encoding = read.decoded.encoding;
+                               changed.missingOriginal = false;
+                           })
+            .document;
+    });
+}
+
+std::optional<std::string> DocumentFiles::textToKeep(const RecoveryDocument& document, std::string_view incoming) const
+{
+    if (!document.head)
+        return std::nullopt;
+    try {
+        std::string text = textOf(document);
+        if (text != incoming)
+            return text;
+    } catch (const RecoveryError& error) {
+        if (error.which() != RecoveryError::Case::missingContent)
+            throw;
+        // There is nothing left to keep; the file is the remedy.
     }
-    return documents_
-        .writeRevision(id, document->head, read.decoded.text,
-                       [&](RecoveryDocument& changed) {
-                           changed.externalDigest = read.digest;
-                           changed.encoding = read.decoded.encoding;
-                           changed.missingOriginal = false;
-                       })
-        .document;
+    return std::nullopt;
 }
 
 std::string DocumentFiles::textOf(const RecoveryDocument& document) const

@@ -30,11 +30,13 @@ public:
 
     /// Writes the head's text, in the recorded encoding, to the bound file, or to `file`, to which the document is
     /// bound once it is written. A file that holds just these bytes already is left alone and counts as saved.
-    /// Throws as RecoveryFileAccess::saveFile does; `storage` if there is neither a bound file nor a path.
+    /// Throws as RecoveryFileAccess::saveFile does; `storage` if there is neither a bound file nor a path, or if
+    /// another document is bound to that path.
     RecoveryDocument save(const Uuid& id, const std::optional<std::filesystem::path>& file = {});
 
     /// Takes the file's text as a new revision, and keeps the text it replaces, if it is another, as a document of its
-    /// own under the title followed by " — before reload".
+    /// own under the title followed by " — before reload". A text that is damaged in the library cannot be kept and
+    /// does not stop the reload.
     RecoveryDocument reload(const Uuid& id);
 
     /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is
@@ -43,8 +45,10 @@ public:
 
 private:
     std::string textOf(const RecoveryDocument& document) const;
+    std::optional<std::string> textToKeep(const RecoveryDocument& document, std::string_view incoming) const;
     void noteMissing(const RecoveryDocument& document, const std::filesystem::path& file);
 
+    RecoveryStore& store_;  // outlives this object
     DocumentStore documents_;
     ContentStore content_;
     RecoveryFileAccess files_;

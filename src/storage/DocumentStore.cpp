@@ -83,16 +83,26 @@ RecoveryDocument DocumentStore::changeDocument(const Uuid& id, const Change& cha
 DocumentStore::Written DocumentStore::writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
                                                     std::string_view text, const Change& change)
 {
-    const ContentStore::Prepared prepared = content_.prepareText(text);
-    return store_.transaction([&] { return write(documentID, expectedParent, prepared, change); });
+    return writeRevision(documentID, expectedParent, content_.prepareText(text), change);
 }
 
 DocumentStore::Written DocumentStore::createWithText(const RecoveryDocument& document, std::string_view text)
 {
-    const ContentStore::Prepared prepared = content_.prepareText(text);
+    return createWithText(document, content_.prepareText(text));
+}
+
+DocumentStore::Written DocumentStore::writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
+                                                    const ContentStore::Prepared& text, const Change& change)
+{
+    return store_.transaction([&] { return write(documentID, expectedParent, text, change); });
+}
+
+DocumentStore::Written DocumentStore::createWithText(const RecoveryDocument& document,
+                                                     const ContentStore::Prepared& text)
+{
     return store_.transaction([&] {
         createDocument(document);
-        return write(document.id, std::nullopt, prepared, {});
+        return write(document.id, std::nullopt, text, {});
     });
 }
 
@@ -110,6 +120,8 @@ DocumentStore::Written DocumentStore::write(const Uuid& documentID, const std::o
         if (change)
             change(changed);
     };
+    // Also a text that seems to be there: should rows of it be missing, this is when it can be made whole.
+    content_.storeText(text);
     if (unchanged) {
         applyChange(document, restore);
         replaceRecord(document);
@@ -117,7 +129,6 @@ DocumentStore::Written DocumentStore::write(const Uuid& documentID, const std::o
         return {std::move(document), std::nullopt};
     }
 
-    content_.storeText(text);
     applyChange(document, restore);
     RecoveryRevision revision = insertRevision(document, text.contentHash(), false);
     return {std::move(document), std::move(revision)};
@@ -131,9 +142,11 @@ RecoveryDocument DocumentStore::discard(const Uuid& id)
             return document;
         document.deleted = true;
         const auto headRevision = document.head ? loadRevision(*document.head) : std::nullopt;
-        if (headRevision) {
+        const bool hasText =
+            headRevision && !store_.query("SELECT 1 FROM content WHERE hash=?", {headRevision->contentHash}).empty();
+        if (hasText) {
             insertRevision(document, headRevision->contentHash, true);
-        } else {  // there is no text whose end a revision could record
+        } else {  // no text whose end a revision could record, or it is damaged
             document.updatedAt = clock_();
             replaceRecord(document);
             queueMetadata(document);
@@ -155,23 +168,35 @@ std::optional<RecoveryRevision> DocumentStore::loadRevision(const Uuid& id, cons
         "revision");
 }
 
-std::vector<RecoveryRevision> DocumentStore::history(const Uuid& documentID, std::int64_t limit,
-                                                     std::int64_t offset) const
+DocumentStore::HistoryPage DocumentStore::history(const Uuid& documentID, std::int64_t limit, std::int64_t offset) const
 {
-    std::vector<RecoveryRevision> revisions;
-    for (const std::string& json : historyRecords(documentID, limit, offset))
-        revisions.push_back(decodeStored<RecoveryRevision>(json, "revision"));
-    return revisions;
+    HistoryPage page;
+    for (const std::string& json : historyRecords(documentID, limit, offset)) {
+        try {
+            page.revisions.push_back(decodeStored<RecoveryRevision>(json, "revision"));
+        } catch (const RecoveryError& error) {
+            page.problems.emplace_back(error.what());
+        }
+    }
+    return page;
 }
 
 std::vector<std::string> DocumentStore::historyRecords(const Uuid& documentID, std::int64_t limit,
                                                        std::int64_t offset) const
 {
     std::vector<std::string> records;
-    store_.forEachRow(
-        "SELECT json FROM revisions WHERE document_id=? ORDER BY json_extract(CAST(json AS TEXT),'$.createdAt') DESC, "
-        "rowid DESC LIMIT ? OFFSET ?",
-        {documentID.text(), limit, offset}, [&](const Statement& row) { records.emplace_back(row.text(0)); });
+    const auto read = [&](std::string_view sql) {
+        records.clear();
+        store_.forEachRow(sql, {documentID.text(), limit, offset},
+                          [&](const Statement& row) { records.emplace_back(row.text(0)); });
+    };
+    try {
+        read("SELECT json FROM revisions WHERE document_id=? ORDER BY json_extract(CAST(json AS TEXT),'$.createdAt') "
+             "DESC, rowid DESC LIMIT ? OFFSET ?");
+    } catch (const RecoveryError&) {
+        // One record that is no JSON makes the whole query fail. The others are wanted all the same.
+        read("SELECT json FROM revisions WHERE document_id=? ORDER BY rowid DESC LIMIT ? OFFSET ?");
+    }
     return records;
 }
 

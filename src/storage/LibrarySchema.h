@@ -36,14 +36,20 @@ constexpr std::array<std::string_view, 17> librarySchema{
 };
 constexpr std::string_view librarySchemaSetVersion = "PRAGMA user_version=4";
 
+struct LibraryIndex {
+    std::string_view name;
+    std::string_view sql;
+};
+
 /// Indexes beyond the schema. Nothing depends on them but speed, and a program that does not know them keeps them up
 /// to date unawares. The first serves the history query: without it a document of 100,000 revisions is sorted for
 /// every page. The others serve foreign keys when revisions and texts are deleted.
-constexpr std::array<std::string_view, 3> libraryIndexes{
-    "CREATE INDEX IF NOT EXISTS revisions_by_date ON revisions(document_id, json_extract(CAST(json AS "
-    "TEXT),'$.createdAt'))",
-    "CREATE INDEX IF NOT EXISTS revisions_by_hash ON revisions(hash)",
-    "CREATE INDEX IF NOT EXISTS checkpoint_revisions_by_revision ON checkpoint_revisions(revision_id)",
-};
+constexpr std::array<LibraryIndex, 3> libraryIndexes{{
+    {"revisions_by_date", "CREATE INDEX IF NOT EXISTS revisions_by_date ON revisions(document_id, "
+                          "json_extract(CAST(json AS TEXT),'$.createdAt'))"},
+    {"revisions_by_hash", "CREATE INDEX IF NOT EXISTS revisions_by_hash ON revisions(hash)"},
+    {"checkpoint_revisions_by_revision",
+     "CREATE INDEX IF NOT EXISTS checkpoint_revisions_by_revision ON checkpoint_revisions(revision_id)"},
+}};
 
 }  // namespace penmark

@@ -11,6 +11,7 @@
 #include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace penmark {
 
@@ -21,29 +22,49 @@ namespace {
 constexpr auto databaseName = "recovery.sqlite";
 constexpr auto lockName = "writer.lock";
 
-// The folder's path, whatever the working folder will be; "library/" names the same folder as "library".
+// The folder's path, whatever the working folder will be. Dots in it are left to the system, which resolves links
+// first.
 fs::path absoluteRoot(const fs::path& root)
 {
     std::error_code error;
-    fs::path path = fs::absolute(root, error).lexically_normal();
+    fs::path path = fs::absolute(root, error);
     if (error)
         throw RecoveryError::storage(root.native() + ": " + error.message());
-    return path.has_filename() ? path : path.parent_path();
+    while (!path.has_filename() && path.has_relative_path())
+        path = path.parent_path();  // "library/" names the same folder as "library"
+    return path;
+}
+
+// Makes the names in a folder durable. A file system that cannot do that for folders has nothing to flush, as one that
+// does not know the full flush. Throws SystemError for every other failure.
+void syncNames(const FileDescriptor& folder)
+{
+    try {
+        folder.sync();
+    } catch (const SystemError& error) {
+        if (error.errorNumber() != EINVAL && error.errorNumber() != ENOTSUP && error.errorNumber() != ENOSYS)
+            throw;
+    }
 }
 
 // Creates the folder and what is missing above it, for this user only, and makes each new name durable.
 void createPrivateFolders(const fs::path& folder)
 {
-    if (mkdir(folder.c_str(), 0700) == 0) {
-        syncFolder(folder.parent_path());
+    std::error_code error;
+    if (fs::is_directory(folder, error))
         return;
-    }
-    const int error = errno;
-    if (error == ENOENT && folder.has_relative_path()) {
-        createPrivateFolders(folder.parent_path());
-        createPrivateFolders(folder);
-    } else if (error != EEXIST || !fs::is_directory(folder)) {
-        throw SystemError(error == EEXIST ? ENOTDIR : error, folder.native());
+    fs::path made;
+    for (const fs::path& part : folder) {
+        made /= part;
+        if (mkdir(made.c_str(), 0700) != 0) {
+            const int reason = errno;
+            if (fs::is_directory(made, error))
+                continue;
+            throw SystemError(reason == EEXIST ? ENOTDIR : reason, made.native());
+        }
+        // A folder above that may be written to but not read cannot be synced.
+        if (access(made.parent_path().c_str(), R_OK) == 0)
+            syncNames(FileDescriptor::open(made.parent_path(), O_RDONLY | O_DIRECTORY));
     }
 }
 
@@ -143,18 +164,20 @@ void RecoveryStore::createSchema(int found)
         // Writing the number that is there already would change the file at every opening.
         if (found != librarySchemaVersion)
             execute(librarySchemaSetVersion);
-        createIndexes();
     });
+    createIndexes();
 }
 
 void RecoveryStore::createIndexes()
 {
-    for (const std::string_view sql : libraryIndexes) {
+    for (const LibraryIndex& index : libraryIndexes) {
+        if (!query("SELECT 1 FROM sqlite_schema WHERE type='index' AND name=?", {index.name}).empty())
+            continue;
         try {
-            execute(sql);
+            transaction([&] { execute(index.sql); });
         } catch (const RecoveryError&) {
-            // A damaged revision record cannot be indexed by its date. The library is still wanted, only slower: the
-            // statement alone has been undone, and verifying names the record.
+            // A damaged revision record cannot be indexed by its date, and a full disk has no room for an index. The
+            // library is wanted all the same, only slower; verifying names the record.
         }
     }
 }
@@ -167,17 +190,43 @@ void RecoveryStore::readDeviceID()
         setMetadata("deviceID", deviceID_);
 }
 
+void RecoveryStore::refuseOutsideOfTransaction()
+{
+    const bool isOpen = sqlite3_get_autocommit(connection_.get()) == 0;
+    if (transactionDepth_ == 0 && isOpen)
+        rollBack();  // an earlier rollback failed: what is done now must not become part of what it left
+    if (transactionDepth_ == 0 || isOpen)
+        return;
+    // SQLite has rolled back by itself (a full disk, for instance), and somebody has caught that failure. Further
+    // statements would be stored one by one.
+    if (!failureInside_)
+        failureInside_ = std::make_exception_ptr(RecoveryError::storage("The transaction was rolled back."));
+    std::rethrow_exception(failureInside_);
+}
+
+void RecoveryStore::noteFailureInside()
+{
+    if (transactionDepth_ > 0 && !failureInside_ && sqlite3_get_autocommit(connection_.get()) != 0)
+        failureInside_ = std::current_exception();
+}
+
 Statement RecoveryStore::prepare(std::string_view sql)
 {
+    refuseOutsideOfTransaction();
     return Statement(connection_.get(), sql);
 }
 
 void RecoveryStore::execute(std::string_view sql, SqlParameters parameters)
 {
     const auto hold = lock();
-    Statement statement(connection_.get(), sql);
+    Statement statement = prepare(sql);
     statement.bind(parameters);
-    statement.run();
+    try {
+        statement.run();
+    } catch (...) {
+        noteFailureInside();
+        throw;
+    }
     if (concernsSearch(sql))
         ++searchVersion_;
     if (transactionDepth_ == 0 && !statement.isReadOnly())
@@ -199,10 +248,15 @@ void RecoveryStore::forEachRow(std::string_view sql, SqlParameters parameters,
                                FunctionRef<void(const Statement& row)> visit)
 {
     const auto hold = lock();
-    Statement statement(connection_.get(), sql);
+    Statement statement = prepare(sql);
     statement.bind(parameters);
-    while (statement.step())
-        visit(statement);
+    try {
+        while (statement.step())
+            visit(statement);
+    } catch (...) {
+        noteFailureInside();
+        throw;
+    }
 }
 
 void RecoveryStore::runTransaction(FunctionRef<void()> body)
@@ -219,8 +273,7 @@ void RecoveryStore::runTransaction(FunctionRef<void()> body)
         return;
     }
 
-    if (sqlite3_get_autocommit(connection_.get()) == 0)
-        rollBack();  // an earlier rollback failed, and its transaction would swallow this one
+    refuseOutsideOfTransaction();
     runStatement("BEGIN IMMEDIATE");
     ++transactionDepth_;
     failureInside_ = nullptr;
@@ -237,10 +290,10 @@ void RecoveryStore::runTransaction(FunctionRef<void()> body)
 
 void RecoveryStore::commit()
 {
+    if (beforeCommit && !failureInside_)
+        beforeCommit();
     if (failureInside_)
         std::rethrow_exception(failureInside_);
-    if (beforeCommit)
-        beforeCommit();
     runStatement("COMMIT");
     syncFolderBehindCommit();
 }
@@ -262,7 +315,7 @@ void RecoveryStore::runStatement(std::string_view sql)
 void RecoveryStore::syncFolderBehindCommit()
 {
     try {
-        folder_.sync();
+        syncNames(folder_);
     } catch (const SystemError& error) {
         throw RecoveryError::storage(error.what());
     }

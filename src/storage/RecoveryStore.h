@@ -65,7 +65,8 @@ public:
 
     /// Runs the body as one change: with BEGIN IMMEDIATE and COMMIT, or ROLLBACK if anything throws. A transaction
     /// inside another joins it, and a failure inside it undoes the outer one too, even if somebody catches it on the
-    /// way. Returns what the body returns and throws what it throws.
+    /// way; so does a failed statement for which SQLite itself has rolled back. Returns what the body returns and
+    /// throws what it throws.
     ///
     /// A COMMIT that fails may still have been stored (the sync behind it can fail after the fact). Whoever retries
     /// reads what is there first.
@@ -140,6 +141,8 @@ private:
     void createIndexes();
     void readDeviceID();
     void runTransaction(FunctionRef<void()> body);
+    void refuseOutsideOfTransaction();
+    void noteFailureInside();
     void commit();
     void rollBack() noexcept;
     void runStatement(std::string_view sql);
@@ -155,7 +158,7 @@ private:
     Uuid deviceID_;
     std::atomic<std::uint64_t> searchVersion_ = 0;
     int transactionDepth_ = 0;
-    std::exception_ptr failureInside_;  // of a joined transaction; the outermost one must not commit
+    std::exception_ptr failureInside_;  // that somebody may have caught; the outermost transaction must not commit
 };
 
 }  // namespace penmark

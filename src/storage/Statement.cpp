@@ -45,14 +45,19 @@ Statement::Statement(sqlite3* connection, std::string_view sql) : connection_(co
     if (connection == nullptr)
         throw RecoveryError::storage("SQLite unavailable");
     sqlite3_stmt* prepared = nullptr;
-    if (sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &prepared, nullptr) != SQLITE_OK)
+    const char* rest = nullptr;
+    if (sqlite3_prepare_v2(connection, sql.data(), static_cast<int>(sql.size()), &prepared, &rest) != SQLITE_OK)
         fail();
     statement_.reset(prepared);
+    if (prepared == nullptr || rest != sql.data() + sql.size())
+        throw RecoveryError::storage("not exactly one statement: " + std::string(sql));
 }
 
 void Statement::bind(SqlParameters parameters)
 {
     sqlite3_reset(statement_.get());
+    if (static_cast<int>(parameters.size()) != sqlite3_bind_parameter_count(statement_.get()))
+        throw RecoveryError::storage(std::string("wrong number of values for ") + sqlite3_sql(statement_.get()));
     int position = 0;
     for (const SqlParameter& parameter : parameters) {
         if (bindOne(statement_.get(), ++position, parameter) != SQLITE_OK)
@@ -90,8 +95,11 @@ std::string_view Statement::text(int column) const
                             ? sqlite3_column_blob(statement_.get(), column)
                             : sqlite3_column_text(statement_.get(), column);
     const int size = sqlite3_column_bytes(statement_.get(), column);
-    if (bytes == nullptr)
+    if (bytes == nullptr) {  // NULL, a blob of no bytes, or no memory for converting
+        if (sqlite3_errcode(connection_) == SQLITE_NOMEM)
+            fail();
         return {};
+    }
     return {static_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }
 

@@ -112,6 +112,12 @@ TEST_F(ContentStoreTest, ADamagedTextIsRefusedAndTheOthersStillLoad)
         library.execute("UPDATE content SET body=? WHERE hash=?", {Blob{manifest}, hash});
         EXPECT_EQ(loadFailure(hash), missing) << manifest;
     }
+    // A manifest that claims 64 GB of a chunk of six bytes.
+    std::string endless = "[\"" + other + "\"";
+    for (int i = 0; i < 1'000'000; ++i)
+        endless += ",\"" + other + "\"";
+    library.execute("UPDATE content SET body=? WHERE hash=?", {Blob{endless + "]"}, hash});
+    EXPECT_EQ(loadFailure(hash), missing);
     EXPECT_EQ(loadFailure(sha256("never stored")), missing);
     EXPECT_EQ(content.loadText(other), "other");
 }

@@ -83,7 +83,9 @@ int rounds()
 TEST(Crash, NoReportedRevisionIsLostWhenTheWriterIsKilled)
 {
     const TemporaryFolder folder;
-    std::mt19937 random(std::random_device{}());
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
     std::size_t reported = 0;
     std::string everything;
     for (int round = 0; round < rounds(); ++round) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -57,7 +58,19 @@ TEST_F(DocumentFilesTest, OpeningBindsAndFindsAgain)
     fs::create_symlink(file, folder.path() / "link.md");
     EXPECT_EQ(files.open(folder.path() / "link.md"), opened);
     EXPECT_EQ(files.open(folder.path() / "library" / ".." / "note.md"), opened);
-    EXPECT_EQ(documents.history(opened.id, 10, 0).size(), 1u);
+    EXPECT_EQ(documents.history(opened.id, 10, 0).revisions.size(), 1u);
+}
+
+// Whoever opens a file at the same time gets the same document.
+TEST_F(DocumentFilesTest, OpeningAtOnceMakesOneDocument)
+{
+    for (int round = 0; round < 10; ++round) {
+        put(file, std::string(200'000, 'x') + std::to_string(round));
+        const auto open = [&] { DocumentFiles(library).open(file); };
+        const std::jthread one(open);
+        const std::jthread other(open);
+    }
+    EXPECT_EQ(documents.loadDocuments().documents.size(), 1u);
 }
 
 TEST_F(DocumentFilesTest, AChangedFileBecomesARevisionAndHistoryKeepsTheRest)
@@ -71,7 +84,7 @@ TEST_F(DocumentFilesTest, AChangedFileBecomesARevisionAndHistoryKeepsTheRest)
     EXPECT_EQ(again.externalDigest, sha256("changed on disk"));
     EXPECT_EQ(headText(again.id), "changed on disk");
     std::vector<std::string> texts;
-    for (const auto& revision : documents.history(opened.id, 10, 0))
+    for (const auto& revision : documents.history(opened.id, 10, 0).revisions)
         texts.push_back(ContentStore(library).loadText(revision.contentHash));
     EXPECT_EQ(texts, (std::vector<std::string>{"changed on disk", "typed, never saved", "from disk"}));
 }
@@ -109,6 +122,12 @@ TEST_F(DocumentFilesTest, SavingToAPathBindsTheDocumentOnceItIsWritten)
     EXPECT_EQ(readFile(file), "somebody's");
     EXPECT_FALSE(documents.loadDocument(draft.id)->externalPath);
 
+    // A path that another document is bound to would make the two overwrite each other.
+    const auto bound = files.open(file);
+    fs::remove(file);
+    EXPECT_EQ(failureOf([&] { files.save(draft.id, file); }),
+              "Penmark could not complete the operation: The document " + bound.id.text() + " is bound to " +
+                  *bound.externalPath + " already.");
     const fs::path fresh = folder.path() / "fresh.txt";
     const auto saved = files.save(draft.id, fresh);
     EXPECT_EQ(saved.externalPath, fs::canonical(fresh).native());
@@ -135,6 +154,10 @@ TEST_F(DocumentFilesTest, ReloadingKeepsTheReplacedText)
     EXPECT_EQ(headText(kept->id), "mine");
     EXPECT_FALSE(kept->externalPath);
     files.reload(document.id);  // nothing is replaced, so nothing is kept
+    library.execute("DELETE FROM chunks");
+    put(file, "rescued");
+    files.reload(document.id);  // nothing can be kept, and the file is the remedy
+    EXPECT_EQ(headText(document.id), "rescued");
     EXPECT_EQ(documents.loadDocuments().documents.size(), all.size());
 }
 

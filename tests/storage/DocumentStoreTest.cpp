@@ -167,20 +167,51 @@ TEST_F(DocumentStoreTest, HistoryIsNewestFirstInPages)
     const std::vector<Uuid> expected{ids[4], ids[2], ids[1], ids[0], ids[3]};
     const auto idsOf = [&](std::int64_t limit, std::int64_t offset) {
         std::vector<Uuid> got;
-        for (const auto& revision : documents.history(document.id, limit, offset))
+        for (const auto& revision : documents.history(document.id, limit, offset).revisions)
             got.push_back(revision.id);
         return got;
     };
     EXPECT_EQ(idsOf(100, 0), expected);
     EXPECT_EQ(idsOf(2, 1), (std::vector<Uuid>{ids[2], ids[1]}));
     EXPECT_TRUE(idsOf(10, 5).empty());
-    EXPECT_TRUE(documents.history(Uuid::random(), 10, 0).empty());
+    EXPECT_TRUE(documents.history(Uuid::random(), 10, 0).revisions.empty());
 
     std::string plan;
     for (const auto& row : library.query("EXPLAIN QUERY PLAN SELECT json FROM revisions WHERE document_id=? ORDER BY "
-                                         "json_extract(CAST(json AS TEXT),'$.createdAt') DESC, rowid DESC LIMIT 50"))
+                                         "json_extract(CAST(json AS TEXT),'$.createdAt') DESC, rowid DESC LIMIT 50",
+                                         {document.id.text()}))
         plan += row[3];
     EXPECT_EQ(plan, "SEARCH revisions USING INDEX revisions_by_date (document_id=?)");
+}
+
+TEST_F(DocumentStoreTest, ADamagedRevisionDoesNotHideTheRestOfTheHistory)
+{
+    const auto document = create();
+    std::optional<Uuid> head;
+    for (const char* text : {"0", "1", "2"})
+        head = documents.writeRevision(document.id, head, text).document.head;
+    for (const char* json : {R"({"id":1})", "{broken"}) {
+        library.execute("DROP INDEX IF EXISTS revisions_by_date");  // it would refuse such a record
+        library.execute("UPDATE revisions SET json=? WHERE hash=?", {Blob{json}, sha256("1")});
+        const auto page = documents.history(document.id, 10, 0);
+        EXPECT_EQ(page.revisions.size(), 2u) << json;
+        EXPECT_EQ(page.problems.size(), 1u) << json;
+        EXPECT_EQ(page.revisions.front().id, head);
+    }
+}
+
+// Rows of a text went missing. Storing it again must not count as done because the head seems to have it.
+TEST_F(DocumentStoreTest, StoringATextAgainMakesItWhole)
+{
+    const auto document = create();
+    const auto first = documents.writeRevision(document.id, {}, "precious");
+    library.execute("DELETE FROM chunks");
+    EXPECT_FALSE(documents.writeRevision(document.id, first.document.head, "precious").revision);
+    EXPECT_EQ(content.loadText(first.revision->contentHash), "precious");
+    library.execute("PRAGMA foreign_keys=OFF");
+    library.execute("DELETE FROM content");
+    library.execute("PRAGMA foreign_keys=ON");
+    EXPECT_TRUE(documents.discard(document.id).deleted);  // also what is damaged can be put away
 }
 
 TEST_F(DocumentStoreTest, DiscardingIsRecordedAndWritingRestores)

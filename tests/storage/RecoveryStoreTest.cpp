@@ -2,6 +2,7 @@
 #include "storage/RecoveryStore.h"
 
 #include "base/FileDescriptor.h"
+#include "storage/FaultyVfs.h"
 #include "storage/RecoveryError.h"
 #include "storage/StorageInitialization.h"
 #include "storage/TemporaryFolder.h"
@@ -149,10 +150,15 @@ TEST_F(RecoveryStoreTest, SaysWhyItCannotBeOpened)
 
     std::ofstream(folder.path() / "file") << "x";
     const auto inFile = RecoveryConfiguration{folder.path() / "file" / "library", {}};
-    EXPECT_EQ(failureOf([&] { RecoveryStore{inFile}; }), prefix + inFile.root.native() + ": Not a directory");
+    EXPECT_EQ(failureOf([&] { RecoveryStore{inFile}; }),
+              prefix + (folder.path() / "file").native() + ": Not a directory");
+    fs::create_symlink("loop", folder.path() / "loop");
+    for (const fs::path& impossible :
+         {folder.path() / "loop", folder.path() / "loop" / "library", fs::path("/proc/x/y")})
+        EXPECT_NE(failureOf([&] { RecoveryStore{{impossible, {}}}; }), "no failure") << impossible;
     const auto [status, store] = openLibrary(inFile, {});
     EXPECT_EQ(store, nullptr);
-    EXPECT_EQ(status.message(), prefix + inFile.root.native() + ": Not a directory");
+    EXPECT_EQ(status.message(), prefix + (folder.path() / "file").native() + ": Not a directory");
     EXPECT_EQ(status.paths(), nullptr);
 }
 
@@ -193,6 +199,50 @@ TEST_F(RecoveryStoreTest, ATransactionIsDoneWholeOrNotAtAll)
     EXPECT_EQ(keys().size(), 3u);
 }
 
+// SQLite ends the transaction by itself when the disk is full. What comes behind a failure that was caught must not be
+// stored on its own.
+TEST_F(RecoveryStoreTest, NothingIsStoredBehindARollbackOfSQLite)
+{
+    FaultyVfs disk;
+    RecoveryStore store(configuration);
+    const auto keys = [&] { return store.query("SELECT key FROM metadata WHERE key<>'deviceID'"); };
+    const std::string failure = failureOf([&] {
+        store.transaction([&] {
+            store.setMetadata("half1", true);
+            disk.failAt(1, FaultyVfs::Mode::fromThenOn);
+            // Large enough to be written before COMMIT.
+            EXPECT_NE(failureOf([&] { store.setMetadata("big", std::string(8'000'000, 'x')); }), "no failure");
+            disk.failAt(0, FaultyVfs::Mode::once);
+            EXPECT_NE(failureOf([&] { store.setMetadata("half2", true); }), "no failure");
+        });
+    });
+    EXPECT_EQ(failure, "Penmark could not complete the operation: database or disk is full");
+    EXPECT_TRUE(keys().empty());
+    store.setMetadata("later", true);
+    EXPECT_EQ(keys(), (std::vector<RecoveryStore::Row>{{"later"}}));
+
+    store.beforeCommit = [&] {
+        try {
+            store.transaction([] { throw std::runtime_error("inside"); });
+        } catch (const std::runtime_error&) {}
+    };
+    EXPECT_THROW(store.transaction([&] { store.setMetadata("never", true); }), std::runtime_error);
+    EXPECT_EQ(keys().size(), 1u);
+}
+
+// A record that cannot be indexed, or a disk without room for an index, costs speed and nothing else.
+TEST_F(RecoveryStoreTest, OpensWithoutTheIndexesThatCannotBeMade)
+{
+    RecoveryStore(configuration)
+        .execute("INSERT INTO documents VALUES('x','{}')");  // something that must still be there
+    runSql(database, "DROP INDEX revisions_by_date; DROP INDEX revisions_by_hash; PRAGMA foreign_keys=OFF; INSERT INTO "
+                     "revisions VALUES('r','x','h','{broken')");
+    RecoveryStore store(configuration);
+    EXPECT_EQ(store.query("SELECT id FROM documents").size(), 1u);
+    EXPECT_EQ(store.query("SELECT name FROM sqlite_schema WHERE name IN ('revisions_by_date','revisions_by_hash')"),
+              (std::vector<RecoveryStore::Row>{{"revisions_by_hash"}}));
+}
+
 // The foreign key is checked at COMMIT when it is deferred: that failure must be reported and rolled back.
 TEST_F(RecoveryStoreTest, AFailedCommitIsRolledBackAndReported)
 {
@@ -218,7 +268,8 @@ TEST_F(RecoveryStoreTest, BindsAndReadsEveryKindOfValue)
     EXPECT_EQ(rows, (std::vector<RecoveryStore::Row>{{withNul, "0.5", "1099511627776", "", "blob", "text", ""}}));
     EXPECT_EQ(failureOf([&] { store.execute("INSERT INTO nowhere VALUES(1)"); }),
               "Penmark could not complete the operation: no such table: nowhere");
-    EXPECT_NE(failureOf([&] { store.query("SELECT ?", {"a", "b"}); }), "no failure");
+    for (const char* sql : {"SELECT ?,?,?", "SELECT 1", "SELECT ?,?; SELECT 1", ""})
+        EXPECT_NE(failureOf([&] { store.query(sql, {"a", "b"}); }), "no failure") << sql;
 }
 
 TEST_F(RecoveryStoreTest, MetadataThatDoesNotDecodeCountsAsAbsent)

@@ -54,8 +54,15 @@ int commands::history(CommandContext& context, const Arguments& arguments)
     std::vector<Console::Row> rows;
     for (const std::string& record : records) {
         stopIfInterrupted();
-        const auto revision = decodeStored<RecoveryRevision>(record, "revision");
         std::string size = "-";
+        RecoveryRevision revision;
+        try {
+            revision = decodeStored<RecoveryRevision>(record, "revision");
+        } catch (const RecoveryError& error) {
+            console.say(error.what());
+            isSound = false;
+            continue;
+        }
         try {
             size = std::to_string(sizes.of(revision.contentHash));
         } catch (const RecoveryError& error) {
