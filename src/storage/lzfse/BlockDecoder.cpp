@@ -126,7 +126,7 @@ struct BlockDecoder::Loops {
             if (literals > literalsEnd)
                 return false;
 
-            if (static_cast<std::ptrdiff_t>(run + match) <= wideEnd - at) [[likely]] {
+            if (static_cast<std::ptrdiff_t>(run) + static_cast<std::ptrdiff_t>(match) <= wideEnd - at) [[likely]] {
                 copy16(at, run_begin);
                 if (run > 16) [[unlikely]]
                     copyWide(at + 16, run_begin + 16, run - 16);
@@ -139,7 +139,7 @@ struct BlockDecoder::Loops {
                 copyMatchWide(at, distance, match);
                 at += match;
             } else {
-                if (static_cast<std::ptrdiff_t>(run + match) > end - at)
+                if (static_cast<std::ptrdiff_t>(run) + static_cast<std::ptrdiff_t>(match) > end - at)
                     return false;
                 std::copy_n(run_begin, run, at);
                 at += run;

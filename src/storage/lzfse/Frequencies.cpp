@@ -134,7 +134,8 @@ void normalize(std::span<const std::uint32_t> counts, std::size_t states, std::u
         if (counts[i] == 0)
             continue;
         const auto count = static_cast<float>(counts[i]);
-        const auto frequency = std::max<std::int32_t>(1, static_cast<std::int32_t>(count * scale + 0.5F));
+        const float rounded = 0.5F + count * scale;  // cut off below; never negative, and exact enough for shares
+        const auto frequency = std::max<std::int32_t>(1, static_cast<std::int32_t>(rounded));
         missing -= frequency;
         shares[used++] = {count, static_cast<std::uint16_t>(i), static_cast<std::uint16_t>(frequency), 0};
     }
