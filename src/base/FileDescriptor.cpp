@@ -3,7 +3,10 @@
 
 #include "base/SystemError.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <new>
+#include <stdexcept>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -40,26 +43,34 @@ void FileDescriptor::reset() noexcept
 
 std::string FileDescriptor::readToEnd() const
 {
-    constexpr std::size_t smallestRead = std::size_t{64} * 1024;
     struct stat status {};
     if (fstat(descriptor_, &status) != 0)
         throw SystemError(errno, path_.native());
+    // One byte more than the size says, so that the end is seen without growing the buffer; but a size is only a claim
+    // (a file may be sparse), so beyond a point the bytes themselves must come first.
+    constexpr std::size_t smallestRead = std::size_t{64} * 1024;
+    constexpr std::size_t largestTrust = std::size_t{256} * 1024 * 1024;
+    const std::size_t claimed = S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) + 1 : smallestRead;
     std::string bytes;
     std::size_t length = 0;
-    // One byte more than the size says, so that the end is seen without growing the buffer.
-    bytes.resize(S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) + 1 : smallestRead);
-    for (;;) {
-        if (length == bytes.size())
-            bytes.resize(bytes.size() + std::max(bytes.size(), smallestRead));
-        const ssize_t got = ::read(descriptor_, bytes.data() + length, bytes.size() - length);
-        if (got < 0) {
-            if (errno == EINTR)
+    try {
+        bytes.resize(std::min(claimed, largestTrust));
+        for (;;) {
+            if (length == bytes.size())
+                bytes.resize(bytes.size() + std::max(bytes.size(), smallestRead));
+            const ssize_t got = ::read(descriptor_, bytes.data() + length, bytes.size() - length);
+            if (got < 0 && errno == EINTR)
                 continue;
-            throw SystemError(errno, path_.native());
+            if (got < 0)
+                throw SystemError(errno, path_.native());
+            if (got == 0)
+                break;
+            length += static_cast<std::size_t>(got);
         }
-        if (got == 0)
-            break;
-        length += static_cast<std::size_t>(got);
+    } catch (const std::bad_alloc&) {
+        throw SystemError(ENOMEM, path_.native());
+    } catch (const std::length_error&) {
+        throw SystemError(EFBIG, path_.native());
     }
     bytes.resize(length);
     return bytes;

@@ -36,7 +36,8 @@ public:
     /// Closes, ignoring what close() says: whoever needs the bytes on disk calls sync() first.
     void reset() noexcept;
 
-    /// Reads from the present position to the end; also pipes. Throws SystemError.
+    /// Reads from the present position to the end; also pipes. Throws SystemError, also when there is not enough
+    /// memory.
     std::string readToEnd() const;
 
     /// Writes all of the bytes, however few each call takes. Throws SystemError; then some of them may be written.

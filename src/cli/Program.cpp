@@ -80,6 +80,8 @@ int runProgram(const std::vector<std::string>& words)
 {
     // A write that nobody reads is answered, not deadly, so that everything is closed in order.
     std::signal(SIGPIPE, SIG_IGN);
+    // Likewise a file that would grow beyond the user's limit.
+    std::signal(SIGXFSZ, SIG_IGN);
     const Command* command = nullptr;
     int status = failed;
     try {

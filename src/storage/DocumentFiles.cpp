@@ -40,12 +40,21 @@ DocumentFiles::DocumentFiles(RecoveryStore& store, Clock clock)
 
 std::string DocumentFiles::recordedPath(const fs::path& file)
 {
+    if (file.empty() || file.native().find('\0') != std::string::npos)
+        throw RecoveryError::storage("This is not the path of a file.");
     std::error_code error;
     fs::path path = fs::absolute(file, error);  // fails in a working folder that is gone
     if (!error)
         path = fs::weakly_canonical(path, error);
-    if (error)  // also a loop of links, or a folder that may not be entered
-        throw RecoveryError::storage(file.native() + ": " + error.message());
+    // A link to nothing stands for the file that a save will make there. The number is the kernel's for chains of
+    // links.
+    for (int links = 0; !error && links < 40 && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
+        const fs::path target = fs::read_symlink(path, error);
+        if (!error)
+            path = fs::weakly_canonical(path.parent_path() / target, error);
+    }
+    if (error && error != std::errc::no_such_file_or_directory)  // a loop of links, or a folder that may not be entered
+        throw RecoveryError::storage(repairUtf8(file.native()) + ": " + error.message());
     if (!isValidUtf8(path.native()))
         throw RecoveryError::storage("The name of " + repairUtf8(path.native()) +
                                      " is not valid UTF-8 and cannot be recorded. Rename the file.");
@@ -56,7 +65,7 @@ RecoveryDocument DocumentFiles::open(const fs::path& file)
 {
     const std::string path = recordedPath(file);
     std::error_code error;
-    if (!fs::exists(path, error)) {
+    if (!fs::exists(path, error) && !error) {
         if (const auto bound = documents_.findBoundTo(path))
             noteMissing(*bound, path);
     }
@@ -99,6 +108,10 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
     const auto document = documents_.loadDocument(id);
     if (!document)
         throw RecoveryError::storage("There is no document " + id.text() + ".");
+    if (document->deleted)
+        throw RecoveryError::storage("The document is discarded. Write to it again before you save it.");
+    if (!document->head)
+        throw RecoveryError::storage("Nothing has been written to the document yet.");
     if (!file && !document->externalPath)
         throw RecoveryError::storage("The document has no file. Give the path of one to save to.");
     const std::string path = file ? recordedPath(*file) : *document->externalPath;
@@ -109,17 +122,47 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
 
     const std::string bytes = encodeText(textOf(*document), document->encoding);
     const std::string digest = sha256(bytes);
+    const auto record = [&] {
+        return documents_.changeDocument(id, [&](RecoveryDocument& changed) {
+            changed.externalPath = path;
+            changed.externalDigest = digest;
+            changed.missingOriginal = false;
+        });
+    };
     // After a crash between writing the file and recording it, the file holds what it should.
-    std::error_code error;
-    if (fs::is_regular_file(path, error) && fileDigest(path) == digest)
-        files_.syncFile(path);
-    else
+    if (expected && expected != digest && holds(path, digest)) {
+        makeDurable(path);
+        return record();
+    }
+    try {
         files_.saveFile(bytes, path, expected);
-    return documents_.changeDocument(id, [&](RecoveryDocument& changed) {
-        changed.externalPath = path;
-        changed.externalDigest = digest;
-        changed.missingOriginal = false;
-    });
+    } catch (const RecoveryError&) {
+        // The text may have reached the file nevertheless, as in a race: the next save then starts from it.
+        if (expected && holds(path, digest))
+            record();
+        throw;
+    }
+    return record();
+}
+
+bool DocumentFiles::holds(const std::string& path, const std::string& digest)
+{
+    std::error_code error;
+    try {
+        return fs::is_regular_file(path, error) && fileDigest(path) == digest;
+    } catch (const RecoveryError&) {
+        return false;  // what cannot be read is for the save itself to report
+    }
+}
+
+void DocumentFiles::makeDurable(const fs::path& file) const
+{
+    files_.syncFile(file);
+    try {
+        syncFolder(file.parent_path());
+    } catch (const SystemError&) {
+        // As after a save: a folder may be one that cannot be synced.
+    }
 }
 
 RecoveryDocument DocumentFiles::reload(const Uuid& id)
@@ -167,8 +210,6 @@ std::optional<std::string> DocumentFiles::textToKeep(const RecoveryDocument& doc
 
 std::string DocumentFiles::textOf(const RecoveryDocument& document) const
 {
-    if (!document.head)
-        return {};
     const auto revision = documents_.loadRevision(*document.head);
     if (!revision)
         throw RecoveryError(RecoveryError::Case::missingContent);

@@ -13,9 +13,9 @@ namespace penmark {
 /// Documents and the files they are bound to: opening, saving, reloading. Whatever happens to a file, the library has
 /// kept the text before.
 ///
-/// A document is bound to the file itself, so a path is resolved through symbolic links before it is recorded, and two
-/// paths to one file find the same document. Threads: any; files are read and written without the library's lock.
-/// Failures are RecoveryErrors.
+/// A document is bound to the file itself, so a path is resolved through symbolic links before it is recorded, and all
+/// paths to one name of a file find the same document. Threads: any; files are read and written without the library's
+/// lock. Failures are RecoveryErrors.
 class DocumentFiles {
 public:
     explicit DocumentFiles(RecoveryStore& store, Clock clock = Date::now);
@@ -29,7 +29,7 @@ public:
     RecoveryDocument import(const std::filesystem::path& file);
 
     /// Writes the head's text, in the recorded encoding, to the bound file, or to `file`, to which the document is
-    /// bound once it is written. A file that holds just these bytes already is left alone and counts as saved.
+    /// bound once it is written. A bound file that holds just these bytes already is left alone and counts as saved.
     /// Throws as RecoveryFileAccess::saveFile does; `storage` if there is neither a bound file nor a path, or if
     /// another document is bound to that path.
     RecoveryDocument save(const Uuid& id, const std::optional<std::filesystem::path>& file = {});
@@ -46,6 +46,8 @@ public:
 private:
     std::string textOf(const RecoveryDocument& document) const;
     std::optional<std::string> textToKeep(const RecoveryDocument& document, std::string_view incoming) const;
+    static bool holds(const std::string& path, const std::string& digest);
+    void makeDurable(const std::filesystem::path& file) const;
     void noteMissing(const RecoveryDocument& document, const std::filesystem::path& file);
 
     RecoveryStore& store_;  // outlives this object

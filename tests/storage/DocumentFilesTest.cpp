@@ -128,6 +128,24 @@ TEST_F(DocumentFilesTest, SavingToAPathBindsTheDocumentOnceItIsWritten)
     EXPECT_EQ(failureOf([&] { files.save(draft.id, file); }),
               "Penmark could not complete the operation: The document " + bound.id.text() + " is bound to " +
                   *bound.externalPath + " already.");
+    // Nothing written yet, or discarded: an original is not replaced by an empty text.
+    auto empty = documents.newDocument("Empty");
+    empty.externalPath = (folder.path() / "kept.txt").native();
+    documents.createDocument(empty);
+    put(*empty.externalPath, "precious");
+    EXPECT_NE(failureOf([&] { files.save(empty.id); }), "no failure");
+    EXPECT_EQ(readFile(*empty.externalPath), "precious");
+    const auto gone = documents.createWithText(documents.newDocument("Gone"), "text").document;
+    documents.discard(gone.id);
+    EXPECT_NE(failureOf([&] { files.save(gone.id, folder.path() / "gone.txt"); }), "no failure");
+    for (const fs::path& odd : {fs::path(), fs::path("a\0b"s)})
+        EXPECT_NE(failureOf([&] { files.save(draft.id, odd); }), "no failure");
+    // A link to nothing: the file at its end is made, and is the one that is recorded.
+    const auto linked = documents.createWithText(documents.newDocument("Linked"), "text").document;
+    fs::create_symlink("target.txt", folder.path() / "dangling.txt");
+    EXPECT_EQ(files.save(linked.id, folder.path() / "dangling.txt").externalPath,
+              (fs::canonical(folder.path()) / "target.txt").native());
+    EXPECT_EQ(files.open(folder.path() / "target.txt").id, linked.id);
     const fs::path fresh = folder.path() / "fresh.txt";
     const auto saved = files.save(draft.id, fresh);
     EXPECT_EQ(saved.externalPath, fs::canonical(fresh).native());
