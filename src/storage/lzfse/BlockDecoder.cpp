@@ -108,10 +108,12 @@ struct BlockDecoder::Loops {
         const char* const literalsEnd = literals + header.literals;
         char* at = output.at;
         char* const end = at + header.rawSize;
-        // Up to here copies may write more than asked for.
-        char* const wideEnd = output.end - end >= wide_margin  ? end
-                              : output.end - at >= wide_margin ? output.end - wide_margin
-                                                               : at;
+        // Up to here copies may write more than asked for, as an address: where there is no room for that at all it
+        // lies before the output, so that not even a triple of nothing is copied widely.
+        const auto address = [](const char* byte) { return reinterpret_cast<std::intptr_t>(byte); };
+        const std::intptr_t wideEnd = output.end - end >= wide_margin  ? address(end)
+                                      : output.end - at >= wide_margin ? address(output.end - wide_margin)
+                                                                       : address(at) - 1;
         std::uint32_t distance = 0;
         for (std::uint32_t i = 0; i < header.triples; ++i) {
             bits.refill();
@@ -126,12 +128,14 @@ struct BlockDecoder::Loops {
             if (literals > literalsEnd)
                 return false;
 
-            if (static_cast<std::ptrdiff_t>(run) + static_cast<std::ptrdiff_t>(match) <= wideEnd - at) [[likely]] {
+            if (static_cast<std::ptrdiff_t>(run) + static_cast<std::ptrdiff_t>(match) <= wideEnd - address(at))
+                [[likely]] {
                 copy16(at, run_begin);
                 if (run > 16) [[unlikely]]
                     copyWide(at + 16, run_begin + 16, run - 16);
                 at += run;
-                if (distance - 1 >= static_cast<std::size_t>(at - output.begin)) [[unlikely]] {
+                if (static_cast<std::size_t>(distance) - 1 >= static_cast<std::size_t>(at - output.begin))
+                    [[unlikely]] {
                     if (match != 0)
                         return false;
                     continue;
@@ -143,7 +147,7 @@ struct BlockDecoder::Loops {
                     return false;
                 std::copy_n(run_begin, run, at);
                 at += run;
-                if (match != 0 && distance - 1 >= static_cast<std::size_t>(at - output.begin))
+                if (match != 0 && static_cast<std::size_t>(distance) - 1 >= static_cast<std::size_t>(at - output.begin))
                     return false;
                 copyMatchExactly(at, distance, match);
                 at += match;

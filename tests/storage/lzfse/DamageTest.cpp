@@ -32,17 +32,17 @@ bool decodeGuarded(Decoder& decoder, std::string_view stream, std::size_t room)
 struct Sample {
     const char* name;
     std::string text;
-    std::size_t mostAccepted;  // of 1000 single-bit errors; the format has no checksum
+    std::size_t mostAccepted;  // of 1000 single-bit errors, as the format has no checksum; 0 where nearly all are
 };
 
 std::vector<Sample> samples()
 {
     const std::string prose = test::words(4'000, 1);
-    return {{"stored", test::randomBytes(60, 2), 1'000},
+    return {{"stored", test::randomBytes(60, 2), 850},
             {"opcodes", prose.substr(0, 150) + prose.substr(40, 100) + prose.substr(20, 130), 900},
             {"triples", prose.substr(0, 2'000), 230},
             {"runs", std::string(3'000, 'a') + test::repeated("ab", 3'000) + test::repeated("abcdefg", 3'000), 120},
-            {"several blocks", prose.substr(0, 1'500) + test::randomBytes(42'000, 3, 250), 1'000}};
+            {"several blocks", prose.substr(0, 1'500) + test::randomBytes(42'000, 3, 250), 0}};
 }
 
 TEST(Damage, CutStreamsAreRefused)
@@ -78,7 +78,9 @@ TEST(Damage, SingleBitErrorsStayInsideTheRoom)
             ++tried;
             flip();
         }
-        EXPECT_LE(accepted * 1'000, sample.mostAccepted * tried);
+        if (sample.mostAccepted != 0) {
+            EXPECT_LE(accepted * 1'000, sample.mostAccepted * tried);
+        }
         EXPECT_TRUE(decodeGuarded(decoder, stream, sample.text.size()));  // nothing of the failures stayed behind
     }
 }
@@ -145,6 +147,27 @@ TEST(Damage, BlocksThatContradictThemselvesAreRefused)
     ASSERT_NE(load<std::uint64_t>(stream.data() + 16) >> 60, 7U) << "no bits are left over in this one";
     stream[stream.size() - 5] = static_cast<char>(stream[stream.size() - 5] | 0x80);
     EXPECT_FALSE(decodeGuarded(decoder, stream, 17));
+}
+
+// Triples of nothing, which no encoder makes, where there is no room for a wide copy: at the start of a block, alone,
+// and behind another block that fills the room.
+TEST(Damage, TriplesOfNothingWriteNothing)
+{
+    Decoder decoder;
+    const std::string before = "bvx-" + std::string("\x08\0\0\0", 4) + "12345678";
+    for (const std::uint32_t distance : {1U, 4U, 8U, 20U}) {
+        const std::vector<Triple> nothing(3, Triple{distance, 0, 0});
+        std::vector<Triple> then = nothing;
+        then.push_back({1, 8, 0});
+        for (std::size_t more = 0; more <= 80; ++more) {
+            SCOPED_TRACE(std::to_string(distance) + ", room for " + std::to_string(more) + " more");
+            EXPECT_TRUE(decodeGuarded(decoder, streamOf("", nothing, 0), more));
+            EXPECT_TRUE(decodeGuarded(decoder, streamOf("abcdefgh", then, 8), 8 + more));
+            EXPECT_TRUE(decodeGuarded(decoder, before + streamOf("", nothing, 0), 8 + more));
+            EXPECT_TRUE(decodeGuarded(decoder, before + streamOf("abcdefgh", then, 8), 16 + more));
+            EXPECT_FALSE(decodeGuarded(decoder, before + streamOf("abcdefgh", then, 8), 15));
+        }
+    }
 }
 
 TEST(Damage, OpcodesWithoutAMeaningAreRefused)
