@@ -11,8 +11,10 @@
 #include <chrono>
 #include <climits>
 #include <csignal>
-#include <system_error>
+#include <optional>
 #include <thread>
+
+#include <sys/stat.h>
 
 namespace penmark {
 
@@ -45,6 +47,42 @@ RecoveryError racedWrite(const fs::path& place)
                                   repairUtf8(place.native()) + ". Penmark has also kept your version.");
 }
 
+/// What an error says, for a message that has its own beginning.
+std::string reasonOf(const std::exception& error)
+{
+    if (const auto* own = dynamic_cast<const RecoveryError*>(&error)) {
+        std::string detail = own->detail();
+        if (detail.ends_with('.'))
+            detail.pop_back();
+        return detail;
+    }
+    return repairUtf8(error.what());
+}
+
+RecoveryError cannotBeRead(const FolderHandle& folder, const ReplacedFile& replaced, const std::string& reason)
+{
+    const bool kept = !replaced.backupIsCopy && !replaced.backupName.empty();
+    return RecoveryError::storage(
+        "The replaced file cannot be read: " + reason + ". " +
+        (kept ? "It is preserved at " + repairUtf8(folder.pathOf(replaced.backupName).native()) + "."
+              : "What another program may have written to it during the save could not be kept.") +
+        " Penmark has also kept your version.");
+}
+
+/// mkdir with the folders above it. The user's texts are nobody else's business.
+void makeFolders(const fs::path& folder)
+{
+    if (mkdir(folder.c_str(), S_IRWXU) == 0)
+        return;
+    int error = errno;
+    if (error == ENOENT && folder.has_relative_path()) {
+        makeFolders(folder.parent_path());
+        error = mkdir(folder.c_str(), S_IRWXU) == 0 ? 0 : errno;
+    }
+    if (error != 0 && error != EEXIST)
+        throw SystemError(error, folder.native());
+}
+
 struct PreservedFile {
     fs::path path;
     std::string digest;
@@ -56,10 +94,7 @@ PreservedFile preserve(const FileDescriptor& content, const std::string& origina
 {
     const fs::path place = access.recoveryRoot() / "External originals";
     announceCall(before, "mkdir", place);
-    std::error_code error;
-    fs::create_directories(place, error);
-    if (error)
-        throw SystemError(error.value(), place.native());
+    makeFolders(place);
     const FolderHandle originals(place, before);
     const std::string name = preservedName(originalName);
     std::string digest;
@@ -74,6 +109,22 @@ PreservedFile preserve(const FileDescriptor& content, const std::string& origina
     originals.trySync();
     FolderHandle(access.recoveryRoot(), before).trySync();
     return {originals.pathOf(name), std::move(digest)};
+}
+
+/// Copies the content beside the target durably, for want of a better place. The name; absent if that fails.
+std::optional<std::string> keepBeside(const FolderHandle& folder, const FileDescriptor& content)
+{
+    const std::string name = ".penmark-original-" + Uuid::random().text();
+    try {
+        const FileDescriptor copy = folder.open(name, O_WRONLY | O_CREAT | O_EXCL, 0600);
+        copyContent(content, copy, folder.before());
+        syncContent(copy, folder.before());
+    } catch (const SystemError&) {
+        folder.tryRemove(name);
+        return std::nullopt;
+    }
+    folder.trySync();
+    return name;
 }
 
 /// Whether the content is another than this digest's; false if that cannot be told.
@@ -108,42 +159,54 @@ std::string preservedName(const std::string& originalName)
 }
 
 void settleReplaced(const FolderHandle& folder, const ReplacedFile& replaced, const std::string& expectedDigest,
-                    const std::string& originalName, const RecoveryFileAccess& access)
+                    const std::string& originalName, const RecoveryFileAccess& access, bool keepsBackup)
 {
     const BeforeSystemCall& before = folder.before();
-    const fs::path backup = folder.pathOf(replaced.backupName);
     const FileDescriptor& content = replaced.content;
     const bool settled = content.isOpen() && waitForWriters(content);
+    const auto removeBackup = [&] {
+        if (!replaced.backupName.empty())
+            folder.tryRemove(replaced.backupName);
+    };
     bool raced = true;
     try {
         if (!content.isOpen())
-            throw SystemError(EIO, backup.native());
-        raced = digestContent(content, before) != expectedDigest;
+            throw SystemError(replaced.openError, replaced.backupName);
+        raced = !replaced.textIsAtTarget || digestContent(content, before) != expectedDigest;
     } catch (const SystemError& error) {
-        throw RecoveryError::storage("The replaced file cannot be read: " + SystemError::reason(error.errorNumber()) +
-                                     ". It is preserved at " + repairUtf8(backup.native()) +
-                                     ". Penmark has also kept your version.");
+        throw cannotBeRead(folder, replaced, SystemError::reason(error.errorNumber()));
     }
     if (!raced) {
-        folder.tryRemove(replaced.backupName);
+        if (!keepsBackup)
+            removeBackup();
         if (settled || !differs(content, expectedDigest, before))
             return;
     }
 
-    PreservedFile preserved;
+    std::optional<PreservedFile> preserved;
     try {
         preserved = preserve(content, originalName, access, before);
-        folder.tryRemove(replaced.backupName);
-        if (!settled && differs(content, preserved.digest, before))
+        removeBackup();
+        if (!settled && differs(content, preserved->digest, before))
             preserved = preserve(content, originalName, access, before);
     } catch (const std::exception& error) {
-        if (raced && preserved.path.empty())
-            throw racedWrite(backup);
-        throw RecoveryError::storage("An external write raced with Save and could not be preserved as a whole: " +
-                                     std::string(error.what()));
+        const bool backupHoldsIt =
+            !preserved && (raced || keepsBackup) && !replaced.backupIsCopy && !replaced.backupName.empty();
+        if (backupHoldsIt)
+            throw racedWrite(folder.pathOf(replaced.backupName));
+        if (const auto beside = keepBeside(folder, content)) {
+            if (raced)  // the copy that was made before the replacement holds what was expected
+                removeBackup();
+            throw racedWrite(folder.pathOf(*beside));
+        }
+        throw RecoveryError::storage(
+            "An external write raced with Save, and its version could not be kept: " + reasonOf(error) + "." +
+            (preserved ? " What it had written first is preserved at " + repairUtf8(preserved->path.native()) + "."
+                       : std::string()) +
+            " Penmark has kept your version.");
     }
     folder.trySync();
-    throw racedWrite(preserved.path);
+    throw racedWrite(preserved->path);
 }
 
 }  // namespace penmark

@@ -113,7 +113,7 @@ void copyAttributes(const FileDescriptor& from, const FileDescriptor& to, const 
     const struct stat reached = statusOf(to);
     mode_t mode = wanted.st_mode & 07777U;
     if (reached.st_uid != wanted.st_uid)
-        mode &= ~static_cast<mode_t>(S_ISUID);
+        mode = (mode & ~static_cast<mode_t>(S_ISUID)) | S_IRUSR | S_IWUSR;  // it is ours, and must stay readable
     if (reached.st_gid != wanted.st_gid)
         mode &= ~static_cast<mode_t>(S_ISGID) & (~static_cast<mode_t>(S_IRWXG) | ((mode & S_IRWXO) << 3U));
     announceCall(before, "fchmod", to.path());

@@ -10,7 +10,10 @@
 #include "storage/RecoveryError.h"
 
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <initializer_list>
+#include <thread>
 #include <utility>
 
 #include <unistd.h>
@@ -31,7 +34,7 @@ bool isOneOf(int error, std::initializer_list<int> errors)
 /// The file system or a sandbox does not offer the call; a call that is offered fails otherwise.
 bool isRefused(const SystemError& error)
 {
-    return isOneOf(error.errorNumber(), {EINVAL, ENOSYS, EOPNOTSUPP, EPERM, EMLINK, ENOTTY});
+    return isOneOf(error.errorNumber(), {EINVAL, ENOSYS, EOPNOTSUPP, EPERM, EMLINK, ENOTTY, EXDEV});
 }
 
 bool isRegular(const FileDescriptor& file)
@@ -115,9 +118,82 @@ void compareOnceMore(const FolderHandle& folder, const std::string& target, std:
         throwExternalChange();
 }
 
+/// Keeps other programs from opening a file that is overwritten: they wait until it is done, for as long as the kernel
+/// lets them. It is granted when nobody else has the file open.
+class WriteLease {
+public:
+    WriteLease(const FileDescriptor& file, const BeforeSystemCall& before) : file_(file), held_(obtain(file, before)) {}
+    WriteLease(const WriteLease&) = delete;
+    WriteLease& operator=(const WriteLease&) = delete;
+    ~WriteLease()
+    {
+        if (held_)
+            fcntl(file_.get(), F_SETLEASE, F_UNLCK);
+    }
+
+    bool isHeld() const { return held_; }
+
+private:
+    static bool obtain(const FileDescriptor& file, const BeforeSystemCall& before)
+    {
+        try {
+            announceCall(before, "lease", file.path());
+        } catch (const SystemError&) {
+            return false;
+        }
+        // Whoever comes is announced by SIGIO, which ends a process; SIGURG is ignored.
+        if (fcntl(file.get(), F_SETSIG, SIGURG) != 0)
+            return false;
+        constexpr int attempts = 25;  // a quarter of a second for a program that is writing
+        for (int i = 0; i < attempts; ++i) {
+            if (fcntl(file.get(), F_SETLEASE, F_WRLCK) == 0)
+                return true;
+            if (errno != EAGAIN)  // leases are for a file's owner, and not for every file system
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    const FileDescriptor& file_;
+    bool held_;
+};
+
+/// Exchanges the two files. A call that took effect and reports an error all the same, as a file system of the network
+/// may, has succeeded. Throws SystemError if it has not.
+void exchangeFiles(const FolderHandle& folder, TemporaryFile& temporary, const std::string& target)
+{
+    try {
+        folder.exchange(temporary.name(), target);
+    } catch (const SystemError&) {
+        if (!folder.isNameOf(temporary.file(), target))
+            throw;
+    }
+}
+
+/// Undoes an exchange that brought back no file. True if that is done; false if by now another program had put a file
+/// at the target, which then lies under the temporary name. Throws RecoveryError.
+bool exchangeBack(const FolderHandle& folder, TemporaryFile& temporary, const std::string& target)
+{
+    std::string reason;
+    try {
+        folder.exchange(temporary.name(), target);
+    } catch (const SystemError& error) {
+        reason = SystemError::reason(error.errorNumber());
+    }
+    if (folder.isNameOf(temporary.file(), temporary.name()))
+        return true;
+    if (reason.empty())
+        return false;
+    const auto shown = [&](const std::string& name) { return repairUtf8(folder.pathOf(name).native()); };
+    throw RecoveryError::storage(shown(target) + " was replaced during the save by something that is no file, which " +
+                                 "could not be put back: " + reason + ". It is preserved at " +
+                                 shown(temporary.name()) + ".");
+}
+
 ReplacedFile replaceByExchange(const FolderHandle& folder, TemporaryFile& temporary, const std::string& target)
 {
-    folder.exchange(temporary.name(), target);
+    exchangeFiles(folder, temporary, target);
     // From here on the temporary name stands for the replaced file: whatever fails, it stays.
     temporary.release();
     std::optional<struct stat> replaced;
@@ -126,12 +202,15 @@ ReplacedFile replaceByExchange(const FolderHandle& folder, TemporaryFile& tempor
     } catch (const SystemError&) {
         replaced.reset();
     }
+    ReplacedFile result;
     if (replaced && !S_ISREG(replaced->st_mode)) {
-        folder.exchange(temporary.name(), target);
-        temporary.own();
-        throwExternalChange();
+        if (exchangeBack(folder, temporary, target)) {
+            temporary.own();
+            throwExternalChange();
+        }
+        result.textIsAtTarget = false;
     }
-    ReplacedFile result{newBackupName(), {}};
+    result.backupName = newBackupName();
     try {
         folder.rename(temporary.name(), result.backupName);
     } catch (const SystemError&) {
@@ -139,8 +218,8 @@ ReplacedFile replaceByExchange(const FolderHandle& folder, TemporaryFile& tempor
     }
     try {
         result.content = folder.open(result.backupName, O_RDONLY);
-    } catch (const SystemError&) {
-        result.content.reset();  // the caller cannot read it either, and keeps it
+    } catch (const SystemError& error) {
+        result.openError = error.errorNumber();  // the caller cannot read it either, and keeps it
     }
     return result;
 }
@@ -151,9 +230,11 @@ bool renameOver(const FolderHandle& folder, TemporaryFile& temporary, const std:
     try {
         folder.rename(temporary.name(), target);
     } catch (const SystemError& error) {
-        if (isOneOf(error.errorNumber(), {EBUSY, EPERM}))
-            return false;
-        throw;
+        if (!folder.isNameOf(temporary.file(), target)) {  // it may have taken effect and report an error all the same
+            if (isOneOf(error.errorNumber(), {EBUSY, EPERM}))
+                return false;
+            throw;
+        }
     }
     temporary.release();
     return true;
@@ -172,7 +253,10 @@ std::optional<ReplacedFile> replaceByLink(const FolderHandle& folder, TemporaryF
     compareOnceMore(folder, target, expectedDigest);
     if (!renameOver(folder, temporary, target))
         return std::nullopt;
-    return ReplacedFile{backup.keep(), std::move(content)};
+    ReplacedFile replaced;
+    replaced.backupName = backup.keep();
+    replaced.content = std::move(content);
+    return replaced;
 }
 
 std::optional<ReplacedFile> replaceByCopy(const FolderHandle& folder, TemporaryFile& temporary,
@@ -187,7 +271,11 @@ std::optional<ReplacedFile> replaceByCopy(const FolderHandle& folder, TemporaryF
     compareOnceMore(folder, target, expectedDigest);
     if (!renameOver(folder, temporary, target))
         return std::nullopt;
-    return ReplacedFile{backup.keep(), std::move(content)};
+    ReplacedFile replaced;
+    replaced.backupName = backup.keep();
+    replaced.backupIsCopy = true;
+    replaced.content = std::move(content);
+    return replaced;
 }
 
 /// Durably. Throws SystemError; then some of the bytes may be written.
@@ -212,7 +300,8 @@ TemporaryFile::TemporaryFile(const FolderHandle& folder, mode_t mode)
 
 TemporaryFile::~TemporaryFile()
 {
-    if (owned_)
+    // A rename that took effect and reported an error has left another file here, perhaps the only copy of it.
+    if (owned_ && folder_.isNameOf(file_, name_))
         folder_.tryRemove(name_);
 }
 
@@ -247,7 +336,13 @@ void writeInPlace(const FolderHandle& folder, const std::string& target, std::st
     Backup backup(folder);
     if (backup.copyFrom(file) != expectedDigest)
         throwExternalChange();
-    compareOnceMore(folder, target, expectedDigest);
+    const WriteLease lease(file, before);
+    if (!lease.isHeld())
+        compareOnceMore(folder, target, expectedDigest);
+    else if (digestContent(file, before) != expectedDigest)  // opening it once more would wait for the lease
+        throwExternalChange();
+    if (!folder.isNameOf(file, target))
+        throwExternalChange();
 
     const std::string preserved = " preserved at " + repairUtf8(folder.pathOf(backup.name()).native()) + ".";
     const std::string targetPath = repairUtf8(folder.pathOf(target).native());

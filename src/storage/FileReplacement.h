@@ -9,7 +9,8 @@
 
 namespace penmark {
 
-/// The file that holds the new text until the target does. It is removed with its owner, unless it was given away.
+/// The file that holds the new text until the target does. It is removed with its owner, unless it was given away or
+/// its name has come to stand for another file.
 class TemporaryFile {
 public:
     /// Creates ".penmark-write-UUID"; fails if that exists. Throws SystemError.
@@ -35,8 +36,11 @@ private:
 
 /// The file that a save took the place of. Its content may be newer than what was checked before the save.
 struct ReplacedFile {
-    std::string backupName;  ///< in the target's folder
-    FileDescriptor content;  ///< of the file itself, opened for reading
+    std::string backupName;      ///< in the target's folder; empty if nothing there holds the content
+    FileDescriptor content;      ///< of the file itself, opened for reading
+    int openError = 0;           ///< why it is not open
+    bool backupIsCopy = false;   ///< made before the last comparison, so that it lacks what was written later
+    bool textIsAtTarget = true;  ///< false if another program took the name again
 };
 
 /// Puts the temporary file in the place of the target and keeps the replaced file; of the two names, every moment shows
@@ -50,14 +54,17 @@ struct ReplacedFile {
 /// target within the microseconds between the two is lost with it.
 ///
 /// Absent, with nothing changed, if the target cannot be renamed over, as the target of a bind mount. Throws
-/// RecoveryError `externalChange` if the target is another file than expected or no file any more, SystemError for
-/// other failures, also if it is gone; then the target is untouched.
+/// RecoveryError `externalChange` if the target is another file than expected or no file any more, RecoveryError
+/// `storage` with the hidden file's path if what was found at the target could not be put back, SystemError for other
+/// failures, also if it is gone; then the target is untouched.
 std::optional<ReplacedFile> replaceFile(const FolderHandle& folder, TemporaryFile& temporary, const std::string& target,
                                         std::string_view expectedDigest);
 
 /// Overwrites the target's own bytes, for a file whose name cannot be replaced or that has several names. Before the
 /// first byte is written, the old content is durable in a backup beside the target; it is removed once the new
-/// content is durable and was read back. On a failure between the two the old content is put back.
+/// content is durable and was read back. On a failure between the two the old content is put back. No other descriptor
+/// of this process should be open on the file: then other programs that open it can be made to wait, where the file
+/// system and its owner permit.
 ///
 /// Throws RecoveryError `externalChange` if the content is not the expected one, with nothing changed; SystemError if
 /// the target holds its old content; RecoveryError `storage` with the backup's path if neither content is certain.

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <exception>
 
 #include <unistd.h>
 
@@ -18,7 +19,34 @@ FileDescriptor openFolder(const std::filesystem::path& folder, const BeforeSyste
     return FileDescriptor::open(folder, O_PATH | O_DIRECTORY);
 }
 
+FileDescriptor openAt(int folder, const std::filesystem::path& path, const char* name, int flags, mode_t mode)
+{
+    int waiting = O_NONBLOCK;
+    for (;;) {
+        const int descriptor = openat(folder, name, flags | waiting | O_CLOEXEC | O_NOCTTY, mode);
+        if (descriptor >= 0)
+            return FileDescriptor(descriptor, path);
+        const int error = errno;
+        if (error == EINTR)
+            continue;
+        // Somebody's lease on a regular file: its holder has been told and gives it up, or the kernel takes it back.
+        struct stat status {};
+        const int follow = (flags & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0;
+        if (error == EWOULDBLOCK && waiting != 0 && fstatat(folder, name, &status, follow) == 0 &&
+            S_ISREG(status.st_mode)) {
+            waiting = 0;
+            continue;
+        }
+        throw SystemError(error, path.native());
+    }
+}
+
 }  // namespace
+
+FileDescriptor openPromptly(const std::filesystem::path& file, int flags)
+{
+    return openAt(AT_FDCWD, file, file.c_str(), flags, 0);
+}
 
 void announceCall(const BeforeSystemCall& before, std::string_view call, const std::filesystem::path& subject)
 {
@@ -46,14 +74,15 @@ std::optional<struct stat> FolderHandle::status(const std::string& name) const
 FileDescriptor FolderHandle::open(const std::string& name, int flags, mode_t mode) const
 {
     announceCall(before_, "openat", pathOf(name));
-    for (;;) {
-        const int descriptor =
-            openat(folder_.get(), name.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
-        if (descriptor >= 0)
-            return FileDescriptor(descriptor, pathOf(name));
-        if (errno != EINTR)
-            throw SystemError(errno, pathOf(name).native());
-    }
+    return openAt(folder_.get(), pathOf(name), name.c_str(), flags | O_NOFOLLOW, mode);
+}
+
+bool FolderHandle::isNameOf(const FileDescriptor& file, const std::string& name) const noexcept
+{
+    struct stat opened {};
+    struct stat named {};
+    return fstat(file.get(), &opened) == 0 && fstatat(folder_.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 bool FolderHandle::mayWrite(const std::string& name) const
@@ -111,7 +140,7 @@ void FolderHandle::tryRemove(const std::string& name) const noexcept
 {
     try {
         remove(name);
-    } catch (const SystemError&) {
+    } catch (const std::exception&) {
         return;  // what could not be removed is left over; nothing else depends on it
     }
 }
@@ -122,7 +151,7 @@ void FolderHandle::trySync() const noexcept
         const FileDescriptor folder = open(".", O_RDONLY | O_DIRECTORY);
         announceCall(before_, "fsync folder", folder_.path());
         folder.sync();
-    } catch (const SystemError&) {
+    } catch (const std::exception&) {
         return;  // the file itself is durable; its name follows when the file system sees fit
     }
 }

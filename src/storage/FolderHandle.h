@@ -20,6 +20,10 @@ using BeforeSystemCall = std::function<int(std::string_view call)>;
 /// Tells `before` of a call. Throws SystemError with the subject if the call is to fail.
 void announceCall(const BeforeSystemCall& before, std::string_view call, const std::filesystem::path& subject);
 
+/// Opens for reading or writing without ever waiting for the other end of a pipe; only for a program that has a lease
+/// on a regular file, as the in-place save has. Links are followed. Throws SystemError.
+FileDescriptor openPromptly(const std::filesystem::path& file, int flags);
+
 /// One open folder. What a save does to names happens relative to it, so that all of it meets the same folder even if
 /// the folder is moved meanwhile. Names are single components and are never followed when they are symbolic links.
 /// Every failure is a SystemError that names the path.
@@ -34,7 +38,10 @@ public:
     /// Absent if nothing has this name.
     std::optional<struct stat> status(const std::string& name) const;
 
-    /// Opens without ever waiting for the other end of a pipe.
+    /// Whether the name stands for this very file; false if that cannot be told.
+    bool isNameOf(const FileDescriptor& file, const std::string& name) const noexcept;
+
+    /// As openPromptly, but fails for links.
     FileDescriptor open(const std::string& name, int flags, mode_t mode = 0) const;
 
     /// Whether this process may write the file, by its effective user. Throws SystemError for other failures.

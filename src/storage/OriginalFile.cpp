@@ -18,7 +18,7 @@ constexpr double dateResolution = 2.0;
 
 FileDescriptor openForReading(const std::filesystem::path& file)
 {
-    FileDescriptor descriptor = FileDescriptor::open(file, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    FileDescriptor descriptor = openPromptly(file, O_RDONLY);
     struct stat status {};
     if (fstat(descriptor.get(), &status) != 0)
         throw SystemError(errno, file.native());

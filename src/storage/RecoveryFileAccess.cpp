@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage/RecoveryFileAccess.h"
 
+#include "base/Sha256.h"
 #include "base/SystemError.h"
 #include "base/Utf8.h"
 #include "base/Uuid.h"
@@ -11,6 +12,9 @@
 #include "storage/RecoveryError.h"
 
 #include <cerrno>
+#include <system_error>
+
+#include <unistd.h>
 
 namespace penmark {
 
@@ -35,16 +39,25 @@ bool isNoFileAnyMore(const SystemError& error)
     return number == ENOENT || number == ENOTDIR || number == EISDIR || number == ELOOP;
 }
 
-/// Where the bytes go: behind every symbolic link, also one whose target does not exist.
+/// resolveOriginal with SystemErrors for what the system says.
 fs::path resolveLinks(fs::path path)
 {
     constexpr int mostLinks = 40;  // as the kernel has it
-    path = fs::absolute(path);
+    if (path.empty() || path.native().find('\0') != std::string::npos)
+        throw RecoveryError::storage("This is not the path of a file.");
+    std::error_code error;
+    const fs::path absolute = fs::absolute(path, error);
+    if (error)  // the working folder is gone
+        throw SystemError(error.value(), path.native());
+    path = absolute;
     for (int i = 0; i < mostLinks; ++i) {
-        std::error_code error;
         const fs::path link = fs::read_symlink(path, error);
         if (error)  // no link; if there is another trouble, the calls that follow meet it too
             return path;
+        // In a folder like /tmp the kernel does not follow other users' links, and neither do we by hand.
+        struct stat status {};
+        if (stat(path.c_str(), &status) != 0 && errno == EACCES)
+            throw SystemError(EACCES, path.native());
         path = path.parent_path() / link;
     }
     throw SystemError(ELOOP, path.native());
@@ -59,36 +72,86 @@ public:
           name_(resolved.filename().empty() ? "." : resolved.filename().native())
     {}
 
-    void run(const std::optional<std::string>& expectedDigest)
+    /// Throws unless the target is as expected and may be written. Nothing is changed.
+    void check(const std::optional<std::string>& expectedDigest)
     {
-        const auto status = folder_.status(name_);
-        const FileDescriptor original = checkOriginal(status, expectedDigest);
-        TemporaryFile temporary(folder_, status ? 0600 : 0666);
-        writeTemporary(temporary, original);
-        if (!status)
+        status_ = folder_.status(name_);
+        original_ = checkOriginal(status_, expectedDigest);
+    }
+
+    /// After check.
+    void write(const std::optional<std::string>& expectedDigest)
+    {
+        TemporaryFile temporary(folder_, status_ ? 0600 : 0666);
+        writeTemporary(temporary, original_);
+        original_.reset();  // an open descriptor would stand in the way of a lease
+        if (!status_)
             putAtNewName(temporary);
-        else if (status->st_nlink > 1)
+        else if (status_->st_nlink > 1 || takingOverHidesIt(temporary))
             overwrite(*expectedDigest);
         else
             replace(temporary, *expectedDigest);
     }
 
+    /// Whether what is at the target now is no file; false if that cannot be told.
+    bool originalIsGone() const
+    {
+        try {
+            const auto status = folder_.status(name_);
+            return !status || !S_ISREG(status->st_mode);
+        } catch (const SystemError& error) {
+            return isNoFileAnyMore(error);
+        }
+    }
+
 private:
-    /// Throws unless the target is as expected and may be written; returns it opened, if it exists.
+    /// The target opened, if it exists.
     FileDescriptor checkOriginal(const std::optional<struct stat>& status,
                                  const std::optional<std::string>& expectedDigest) const;
+    FileDescriptor openOriginal() const;
+    bool takingOverHidesIt(const TemporaryFile& temporary) const;
     void writeTemporary(const TemporaryFile& temporary, const FileDescriptor& original) const;
     void putAtNewName(TemporaryFile& temporary) const;
     void reserveAndRename(TemporaryFile& temporary) const;
     void overwrite(const std::string& expectedDigest) const;
     void replace(TemporaryFile& temporary, const std::string& expectedDigest) const;
+    void syncReplaced(const ReplacedFile& replaced, const std::string& expectedDigest) const;
     void syncByName(const std::string& name) const;
 
     const RecoveryFileAccess& access_;
     std::string_view bytes_;
     FolderHandle folder_;
     std::string name_;
+    std::optional<struct stat> status_;  // of the target before the save
+    FileDescriptor original_;
 };
+
+RecoveryError readOnly()
+{
+    return RecoveryError::storage("The original file is read-only. Save a copy.");
+}
+
+FileDescriptor Save::openOriginal() const
+{
+    try {
+        return folder_.open(name_, O_RDONLY);
+    } catch (const SystemError& error) {
+        // What may be neither read nor written is read-only in the first place.
+        if (error.errorNumber() == EACCES && !folder_.mayWrite(name_))
+            throw readOnly();
+        throw;
+    }
+}
+
+/// Whether the file belongs to somebody else, would become ours by a replacement, and has permissions that its owner
+/// could not work with: they were meant for that owner.
+bool Save::takingOverHidesIt(const TemporaryFile& temporary) const
+{
+    constexpr mode_t ownersRights = S_IRUSR | S_IWUSR;
+    struct stat mine {};
+    return (status_->st_mode & ownersRights) != ownersRights && fstat(temporary.file().get(), &mine) == 0 &&
+           mine.st_uid != status_->st_uid;
+}
 
 FileDescriptor Save::checkOriginal(const std::optional<struct stat>& status,
                                    const std::optional<std::string>& expectedDigest) const
@@ -108,13 +171,13 @@ FileDescriptor Save::checkOriginal(const std::optional<struct stat>& status,
     FileDescriptor original;
     std::string digest;
     if (expectedDigest) {
-        original = folder_.open(name_, O_RDONLY);
+        original = openOriginal();
         digest = digestContent(original, folder_.before());
     }
     // A file that nobody may write was made so on purpose; that a privileged process could is no reason to.
     const bool writableForNobody = (status->st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
     if (writableForNobody || !folder_.mayWrite(name_))
-        throw RecoveryError::storage("The original file is read-only. Save a copy.");
+        throw readOnly();
     if (!expectedDigest || digest != *expectedDigest)
         throw externalChange();
     return original;
@@ -145,9 +208,12 @@ void Save::putAtNewName(TemporaryFile& temporary) const
     try {
         folder_.link(temporary.name(), name_);
     } catch (const SystemError& refusal) {
-        if (refusal.errorNumber() == EEXIST)
-            throw externalChange();
-        reserveAndRename(temporary);
+        // A file system of the network may repeat a request that took effect, and then finds our own file there.
+        if (!folder_.isNameOf(temporary.file(), name_)) {
+            if (refusal.errorNumber() == EEXIST)
+                throw externalChange();
+            reserveAndRename(temporary);
+        }
     }
     folder_.trySync();
 }
@@ -166,23 +232,32 @@ void Save::reserveAndRename(TemporaryFile& temporary) const
             throw;
     }
     // An empty file of our own keeps the name until the text replaces it.
+    ReplacedFile reserved;  // should another program fill it, that is a raced write
     try {
-        folder_.open(name_, O_WRONLY | O_CREAT | O_EXCL, 0666).reset();
+        reserved.content = folder_.open(name_, O_RDONLY | O_CREAT | O_EXCL, 0666);
     } catch (const SystemError& error) {
         if (error.errorNumber() == EEXIST)
             throw externalChange();
         throw;
     }
+    const auto isEmptyStill = [&] {
+        struct stat status {};
+        return folder_.isNameOf(reserved.content, name_) && fstat(reserved.content.get(), &status) == 0 &&
+               status.st_size == 0;
+    };
+    if (!isEmptyStill())
+        throw externalChange();
     try {
-        const auto reserved = folder_.status(name_);
-        if (!reserved || reserved->st_size != 0)
-            throw externalChange();
         folder_.rename(temporary.name(), name_);
     } catch (const SystemError&) {
-        folder_.tryRemove(name_);
-        throw;
+        if (!folder_.isNameOf(temporary.file(), name_)) {
+            if (isEmptyStill())
+                folder_.tryRemove(name_);
+            throw;
+        }
     }
     temporary.release();
+    settleReplaced(folder_, reserved, sha256(""), name_, access_);
 }
 
 void Save::overwrite(const std::string& expectedDigest) const
@@ -196,22 +271,58 @@ void Save::replace(TemporaryFile& temporary, const std::string& expectedDigest) 
     const auto replaced = replaceFile(folder_, temporary, name_, expectedDigest);
     if (!replaced)
         return overwrite(expectedDigest);
-    syncByName(name_);
+    if (replaced->textIsAtTarget)
+        syncReplaced(*replaced, expectedDigest);
     settleReplaced(folder_, *replaced, expectedDigest, name_, access_);
     folder_.trySync();
 }
 
+/// Syncs the target. If that fails, the replaced file is settled all the same, but stays if it may still be needed.
+void Save::syncReplaced(const ReplacedFile& replaced, const std::string& expectedDigest) const
+{
+    try {
+        syncByName(name_);
+    } catch (const RecoveryError& failure) {
+        std::string said = failure.detail();
+        try {
+            settleReplaced(folder_, replaced, expectedDigest, name_, access_, true);
+        } catch (const RecoveryError& race) {
+            said += " " + race.detail();
+        }
+        throw RecoveryError::storage(said);
+    }
+}
+
 }  // namespace
+
+fs::path resolveOriginal(const fs::path& path)
+{
+    try {
+        return resolveLinks(path);
+    } catch (const SystemError& error) {
+        throw systemFailure(path, error);
+    }
+}
 
 void RecoveryFileAccess::saveFile(std::string_view bytes, const fs::path& target,
                                   const std::optional<std::string>& expectedDigest) const
 {
     fs::path resolved = target;
+    std::optional<Save> save;
     try {
         resolved = resolveLinks(target);
-        Save(*this, beforeCall_, bytes, resolved).run(expectedDigest);
+        save.emplace(*this, beforeCall_, bytes, resolved);
+        save->check(expectedDigest);
     } catch (const SystemError& error) {
         if (expectedDigest && isNoFileAnyMore(error))
+            throw externalChange();
+        throw systemFailure(resolved, error);
+    }
+    try {
+        save->write(expectedDigest);
+    } catch (const SystemError& error) {
+        // The same errors may tell of other files by now.
+        if (expectedDigest && isNoFileAnyMore(error) && save->originalIsGone())
             throw externalChange();
         throw systemFailure(resolved, error);
     }
@@ -222,7 +333,7 @@ void RecoveryFileAccess::syncFile(const fs::path& file) const
 {
     try {
         announceCall(beforeCall_, "open", file);
-        const FileDescriptor descriptor = FileDescriptor::open(file, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+        const FileDescriptor descriptor = openPromptly(file, O_RDONLY);
         syncContent(descriptor, beforeCall_);
     } catch (const SystemError&) {
         throw RecoveryError::storage("Cannot synchronize saved file.");

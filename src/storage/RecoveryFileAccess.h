@@ -11,6 +11,10 @@
 
 namespace penmark {
 
+/// The path that a save to this one really writes: behind every symbolic link at its end, also one whose target does
+/// not exist. Throws RecoveryError `storage` for what is no path of a file and for links that may not be followed.
+std::filesystem::path resolveOriginal(const std::filesystem::path& path);
+
 /// Writes documents to their original files, so that neither the text nor a change that another program made to the
 /// file meanwhile is lost. docs/saving.md follows a save through each of its steps.
 ///
