@@ -47,6 +47,12 @@ RecoveryError racedWrite(const fs::path& place)
                                   repairUtf8(place.native()) + ". Penmark has also kept your version.");
 }
 
+/// Whether the backup is the replaced file itself, with all that is written to it.
+bool isBackedUp(const ReplacedFile& replaced)
+{
+    return !replaced.backupIsCopy && !replaced.backupName.empty();
+}
+
 /// What an error says, for a message that has its own beginning.
 std::string reasonOf(const std::exception& error)
 {
@@ -57,16 +63,6 @@ std::string reasonOf(const std::exception& error)
         return detail;
     }
     return repairUtf8(error.what());
-}
-
-RecoveryError cannotBeRead(const FolderHandle& folder, const ReplacedFile& replaced, const std::string& reason)
-{
-    const bool kept = !replaced.backupIsCopy && !replaced.backupName.empty();
-    return RecoveryError::storage(
-        "The replaced file cannot be read: " + reason + ". " +
-        (kept ? "It is preserved at " + repairUtf8(folder.pathOf(replaced.backupName).native()) + "."
-              : "What another program may have written to it during the save could not be kept.") +
-        " Penmark has also kept your version.");
 }
 
 /// mkdir with the folders above it. The user's texts are nobody else's business.
@@ -127,6 +123,30 @@ std::optional<std::string> keepBeside(const FolderHandle& folder, const FileDesc
     return name;
 }
 
+RecoveryError cannotBeRead(const FolderHandle& folder, const ReplacedFile& replaced, const std::string& reason)
+{
+    return RecoveryError::storage(
+        "The replaced file cannot be read: " + reason + ". " +
+        (isBackedUp(replaced) ? "It is preserved at " + repairUtf8(folder.pathOf(replaced.backupName).native()) + "."
+                              : "What another program may have written to it during the save could not be kept.") +
+        " Penmark has also kept your version.");
+}
+
+/// The digest of the replaced file. Where nothing but the descriptor leads to it, a failure to read it is not taken for
+/// final.
+std::string digestReplaced(const ReplacedFile& replaced, const BeforeSystemCall& before)
+{
+    if (!replaced.content.isOpen())
+        throw SystemError(replaced.openError, replaced.backupName);
+    try {
+        return digestContent(replaced.content, before);
+    } catch (const SystemError&) {
+        if (isBackedUp(replaced))
+            throw;
+    }
+    return digestContent(replaced.content, before);
+}
+
 /// Whether the content is another than this digest's; false if that cannot be told.
 bool differs(const FileDescriptor& content, const std::string& digest, const BeforeSystemCall& before)
 {
@@ -170,9 +190,7 @@ void settleReplaced(const FolderHandle& folder, const ReplacedFile& replaced, co
     };
     bool raced = true;
     try {
-        if (!content.isOpen())
-            throw SystemError(replaced.openError, replaced.backupName);
-        raced = !replaced.textIsAtTarget || digestContent(content, before) != expectedDigest;
+        raced = digestReplaced(replaced, before) != expectedDigest || !replaced.textIsAtTarget;
     } catch (const SystemError& error) {
         throw cannotBeRead(folder, replaced, SystemError::reason(error.errorNumber()));
     }
@@ -190,8 +208,7 @@ void settleReplaced(const FolderHandle& folder, const ReplacedFile& replaced, co
         if (!settled && differs(content, preserved->digest, before))
             preserved = preserve(content, originalName, access, before);
     } catch (const std::exception& error) {
-        const bool backupHoldsIt =
-            !preserved && (raced || keepsBackup) && !replaced.backupIsCopy && !replaced.backupName.empty();
+        const bool backupHoldsIt = !preserved && (raced || keepsBackup) && isBackedUp(replaced);
         if (backupHoldsIt)
             throw racedWrite(folder.pathOf(replaced.backupName));
         if (const auto beside = keepBeside(folder, content)) {

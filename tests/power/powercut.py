@@ -169,6 +169,13 @@ def save(options):
                 print(f"cut {cut} ({kind}, {acknowledged} saves acknowledged): {problem}")
     print(f"{options.cuts} cuts after {saves} saves: {failed} failed; {leftovers} left a hidden file; "
           f"{torn} hard-linked files torn with their text whole beside them")
+    return verdict(failed, saves)
+
+
+def verdict(failed, acknowledged):
+    if acknowledged == 0:
+        print("Nothing was acknowledged before any cut, so nothing was examined: allow more --seconds.")
+        return 1
     return 1 if failed else 0
 
 
@@ -191,7 +198,7 @@ def library(options):
                 failed += 1
                 print(f"cut {cut} ({len(lines)} revisions reported): {check.stdout}{check.stderr}".rstrip())
     print(f"{options.cuts} cuts after {revisions} revisions: {failed} failed; {journals} left a journal to play back")
-    return 1 if failed else 0
+    return verdict(failed, revisions)
 
 
 def main():
