@@ -38,8 +38,16 @@ RecoveryStore& CommandContext::openLibrary()
     const RecoveryConfiguration configured = configuration();
     struct stat status {};
     const auto database = configured.root / "recovery.sqlite";
-    if (stat(database.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR))
+    if (stat(database.c_str(), &status) != 0) {
+        if (errno != ENOENT && errno != ENOTDIR)
+            throw SystemError(errno, database.native());
         throw RecoveryError::storage("There is no library in " + configured.root.native() + ".");
+    }
+    // What opening would fill with new tables and find nothing wrong with.
+    constexpr off_t databaseHeader = 100;  // bytes
+    if (status.st_size < databaseHeader)
+        throw RecoveryError::storage("The library's database in " + configured.root.native() +
+                                     " is empty or was cut off. It has not been changed.");
     return open(configured);
 }
 

@@ -5,6 +5,7 @@
 #include "cli/DisplayText.h"
 
 #include <algorithm>
+#include <array>
 
 namespace penmark::cli {
 
@@ -12,17 +13,30 @@ namespace {
 
 constexpr std::size_t longestName = 255;  // bytes, on every file system of importance
 
+// Characters that change how the rest of a name is shown: C1 controls, marks and overrides of direction.
+constexpr std::array<std::string_view, 12> misleading{"\u061c", "\u200e", "\u200f", "\u202a", "\u202b", "\u202c",
+                                                      "\u202d", "\u202e", "\u2066", "\u2067", "\u2068", "\u2069"};
+
+// Also without what only some file systems refuse, so that a folder can be copied to any of them.
 std::string withoutUnsafeCharacters(std::string_view text)
 {
+    constexpr std::string_view refused = "/\\:*?\"<>|";
     std::string name = repairUtf8(text);
-    for (char& character : name) {
-        if (character == '/')
-            character = '_';
-        else if (static_cast<unsigned char>(character) < 0x20 || character == 0x7F)
-            character = ' ';
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(name[i]);
+        if (refused.find(name[i]) != std::string_view::npos)
+            name[i] = '_';
+        else if (byte < 0x20 || byte == 0x7F)
+            name[i] = ' ';
+        else if (byte == 0xC2 && static_cast<unsigned char>(name[i + 1]) < 0xA0)
+            name.replace(i, 2, " ");
+    }
+    for (const std::string_view mark : misleading) {
+        for (auto at = name.find(mark); at != std::string::npos; at = name.find(mark))
+            name.erase(at, mark.size());
     }
     name.erase(0, name.find_first_not_of(' '));
-    name.erase(name.find_last_not_of(' ') + 1);
+    name.erase(name.find_last_not_of(" .") + 1);
     return name;
 }
 

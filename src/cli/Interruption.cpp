@@ -23,8 +23,12 @@ void deferInterruptions()
         if (before.sa_handler == SIG_IGN)
             continue;
         struct sigaction action {};
-        action.sa_handler = [](int which) { received = which; };
-        action.sa_flags = static_cast<int>(SA_RESETHAND);  // and no SA_RESTART: a blocked write returns
+        action.sa_handler = [](int which) {
+            received = which;
+            for (const int next : {SIGINT, SIGTERM, SIGHUP})
+                std::signal(next, SIG_DFL);  // the second one, whichever it is, ends the process at once
+        };
+        action.sa_flags = 0;  // no SA_RESTART: a blocked write returns
         sigaction(signal, &action, nullptr);
     }
 }

@@ -10,6 +10,7 @@
 #include "storage/RecoveryWindow.h"
 
 #include <array>
+#include <sstream>
 #include <unordered_set>
 
 namespace penmark::cli {
@@ -44,9 +45,15 @@ private:
     void checkDatabase()
     {
         progress_(0, 1, "database");
+        for (const std::string& item : store_.repairedAtOpening())
+            report_("database: " + item + " was missing and is new now");
         for (const auto& row : store_.query("PRAGMA integrity_check")) {
-            if (row.front() != "ok")
-                report_("database: " + row.front());
+            // SQLite puts many findings into one row.
+            std::istringstream lines(row.front());
+            for (std::string line; std::getline(lines, line);) {
+                if (line != "ok")
+                    report_("database: " + line);
+            }
         }
     }
 
@@ -74,6 +81,7 @@ private:
     {
         const auto hold = store_.lock();
         Statement revision = store_.prepare("SELECT document_id FROM revisions WHERE id=?");
+        Statement anyRevision = store_.prepare("SELECT 1 FROM revisions WHERE document_id=? LIMIT 1");
         store_.forEachRow("SELECT id, json FROM documents", {}, [&](const Statement& row) {
             const std::string id(row.text(0));
             const std::string item = "document " + id;
@@ -83,8 +91,12 @@ private:
                 return;
             if (document->id.text() != id)
                 report_(item + ": its record is that of " + document->id.text());
-            if (!document->head)
+            if (!document->head) {
+                anyRevision.bind({id});
+                if (anyRevision.step())
+                    report_(item + ": it has revisions, and its record names none as the newest");
                 return;
+            }
             const std::string head = document->head->text();
             revision.bind({head});
             if (!revision.step())
@@ -97,6 +109,9 @@ private:
 
     void checkRevisions()
     {
+        for (const auto& row : store_.query("SELECT document_id, count(*) FROM revisions WHERE document_id NOT IN "
+                                            "(SELECT id FROM documents) GROUP BY document_id"))
+            report_("document " + row[0] + ": it is missing, and has " + row[1] + " revisions");
         store_.forEachRow("SELECT id, document_id, hash, json FROM revisions", {}, [&](const Statement& row) {
             const std::string item = "revision " + std::string(row.text(0));
             progress_(0, 1, item);

@@ -5,8 +5,10 @@
 #include "base/SystemError.h"
 #include "base/Utf8.h"
 #include "cli/DisplayText.h"
+#include "storage/RecoveryError.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include <sys/stat.h>
@@ -49,6 +51,19 @@ std::string titleOfText(std::string_view text)
     return {};
 }
 
+// Throws `unsupportedText` if the beginning already shows that a file is no text: an image of a disk need not be read
+// for that. What it lets pass is judged by decodeText.
+void refuseBinary(const FileDescriptor& file)
+{
+    std::array<char, 65'536> bytes{};
+    const ssize_t got = pread(file.get(), bytes.data(), bytes.size(), 0);
+    const std::string_view beginning(bytes.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+    const bool isMarked =
+        beginning.starts_with("\xff\xfe") || beginning.starts_with("\xfe\xff") || beginning.starts_with("\xef\xbb\xbf");
+    if (!isMarked && beginning.find('\0') != std::string_view::npos)
+        throw RecoveryError(RecoveryError::Case::unsupportedText);
+}
+
 }  // namespace
 
 TextInput TextInput::read(const std::optional<std::string>& name)
@@ -70,6 +85,7 @@ std::optional<TextInput> TextInput::readRegularFile(const fs::path& file)
         throw SystemError(errno, file.native());
     if (!S_ISREG(status.st_mode))
         return std::nullopt;
+    refuseBinary(descriptor);
     return TextInput{decodeText(descriptor.readToEnd()), file};
 }
 

@@ -8,6 +8,7 @@
 #include "storage/RecoveryError.h"
 #include "storage/RecoveryStore.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace penmark {
@@ -38,7 +39,7 @@ DocumentFiles::DocumentFiles(RecoveryStore& store, Clock clock)
     : store_(store), documents_(store, std::move(clock)), content_(store), files_{store.root()}
 {}
 
-std::string DocumentFiles::recordedPath(const fs::path& file)
+std::string DocumentFiles::recordedPath(const fs::path& file) const
 {
     if (file.empty() || file.native().find('\0') != std::string::npos)
         throw RecoveryError::storage("This is not the path of a file.");
@@ -55,6 +56,10 @@ std::string DocumentFiles::recordedPath(const fs::path& file)
     }
     if (error && error != std::errc::no_such_file_or_directory)  // a loop of links, or a folder that may not be entered
         throw RecoveryError::storage(repairUtf8(file.native()) + ": " + error.message());
+    const fs::path library = fs::weakly_canonical(store_.root(), error);
+    const auto [end, rest] = std::mismatch(library.begin(), library.end(), path.begin(), path.end());
+    if (end == library.end())
+        throw RecoveryError::storage(repairUtf8(path.native()) + " is inside the library's own folder.");
     if (!isValidUtf8(path.native()))
         throw RecoveryError::storage("The name of " + repairUtf8(path.native()) +
                                      " is not valid UTF-8 and cannot be recorded. Rename the file.");
@@ -110,8 +115,6 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
         throw RecoveryError::storage("There is no document " + id.text() + ".");
     if (document->deleted)
         throw RecoveryError::storage("The document is discarded. Write to it again before you save it.");
-    if (!document->head)
-        throw RecoveryError::storage("Nothing has been written to the document yet.");
     if (!file && !document->externalPath)
         throw RecoveryError::storage("The document has no file. Give the path of one to save to.");
     const std::string path = file ? recordedPath(*file) : *document->externalPath;
@@ -120,7 +123,10 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
         throw RecoveryError::storage("The document " + owner->id.text() + " is bound to " + path + " already.");
     const auto expected = path == document->externalPath ? document->externalDigest : std::nullopt;
 
-    const std::string bytes = encodeText(textOf(*document), document->encoding);
+    const auto text = textOf(*document);
+    if (!text)
+        throw RecoveryError::storage("Nothing has been written to the document yet.");
+    const std::string bytes = encodeText(*text, document->encoding);
     const std::string digest = sha256(bytes);
     const auto record = [&] {
         return documents_.changeDocument(id, [&](RecoveryDocument& changed) {
@@ -194,10 +200,8 @@ RecoveryDocument DocumentFiles::reload(const Uuid& id)
 
 std::optional<std::string> DocumentFiles::textToKeep(const RecoveryDocument& document, std::string_view incoming) const
 {
-    if (!document.head)
-        return std::nullopt;
     try {
-        std::string text = textOf(document);
+        auto text = textOf(document);
         if (text != incoming)
             return text;
     } catch (const RecoveryError& error) {
@@ -208,11 +212,11 @@ std::optional<std::string> DocumentFiles::textToKeep(const RecoveryDocument& doc
     return std::nullopt;
 }
 
-std::string DocumentFiles::textOf(const RecoveryDocument& document) const
+std::optional<std::string> DocumentFiles::textOf(const RecoveryDocument& document) const
 {
-    const auto revision = documents_.loadRevision(*document.head);
+    const auto revision = documents_.loadHead(document);
     if (!revision)
-        throw RecoveryError(RecoveryError::Case::missingContent);
+        return std::nullopt;
     return content_.loadText(revision->contentHash);
 }
 

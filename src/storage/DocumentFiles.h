@@ -39,12 +39,12 @@ public:
     /// does not stop the reload.
     RecoveryDocument reload(const Uuid& id);
 
-    /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is
-    /// not valid UTF-8, since a record could not hold it.
-    static std::string recordedPath(const std::filesystem::path& file);
+    /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is not
+    /// valid UTF-8, since a record could not hold it, or inside the library's own folder, which is nobody else's.
+    std::string recordedPath(const std::filesystem::path& file) const;
 
 private:
-    std::string textOf(const RecoveryDocument& document) const;
+    std::optional<std::string> textOf(const RecoveryDocument& document) const;
     std::optional<std::string> textToKeep(const RecoveryDocument& document, std::string_view incoming) const;
     static bool holds(const std::string& path, const std::string& digest);
     void makeDurable(const std::filesystem::path& file) const;

@@ -155,6 +155,17 @@ RecoveryDocument DocumentStore::discard(const Uuid& id)
     });
 }
 
+std::optional<RecoveryRevision> DocumentStore::loadHead(const RecoveryDocument& document) const
+{
+    auto revision = document.head ? loadRevision(*document.head) : std::nullopt;
+    const auto hasRevisions = [&] {
+        return !store_.query("SELECT 1 FROM revisions WHERE document_id=? LIMIT 1", {document.id.text()}).empty();
+    };
+    if (!revision && (document.head || hasRevisions()))
+        throw RecoveryError(RecoveryError::Case::missingContent);
+    return revision;
+}
+
 std::optional<RecoveryRevision> DocumentStore::loadRevision(const Uuid& id) const
 {
     return decodeFirst<RecoveryRevision>(store_.query("SELECT json FROM revisions WHERE id=?", {id.text()}),

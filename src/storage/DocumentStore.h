@@ -80,6 +80,10 @@ public:
     /// nothing.
     RecoveryDocument discard(const Uuid& id);
 
+    /// The newest revision of a document; absent if nothing was ever written to it. Throws `missingContent` if the one
+    /// that the record names is not there, or if it names none although there are revisions.
+    std::optional<RecoveryRevision> loadHead(const RecoveryDocument& document) const;
+
     std::optional<RecoveryRevision> loadRevision(const Uuid& id) const;
     std::optional<RecoveryRevision> loadRevision(const Uuid& id, const Uuid& documentID) const;
 

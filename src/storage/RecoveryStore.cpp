@@ -127,8 +127,10 @@ RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration)
     for (const auto pragma :
          {"PRAGMA journal_mode=DELETE", "PRAGMA synchronous=FULL", "PRAGMA fullfsync=ON", "PRAGMA foreign_keys=ON"})
         runStatement(pragma);
+    if (found == librarySchemaVersion)
+        noteMissingTables();
     createSchema(found);
-    readDeviceID();
+    readDeviceID(found);
 }
 
 RecoveryStore::~RecoveryStore() = default;
@@ -182,12 +184,27 @@ void RecoveryStore::createIndexes()
     }
 }
 
-void RecoveryStore::readDeviceID()
+void RecoveryStore::noteMissingTables()
 {
-    if (const auto kept = metadata<Uuid>("deviceID"))
+    constexpr std::string_view beginning = "CREATE TABLE IF NOT EXISTS ";
+    for (const std::string_view sql : librarySchema) {
+        if (!sql.starts_with(beginning))
+            continue;
+        const std::string_view name = sql.substr(beginning.size(), sql.find('(') - beginning.size());
+        if (query("SELECT 1 FROM sqlite_schema WHERE type='table' AND name=?", {name}).empty())
+            repairedAtOpening_.push_back("table " + std::string(name));
+    }
+}
+
+void RecoveryStore::readDeviceID(int found)
+{
+    if (const auto kept = metadata<Uuid>("deviceID")) {
         deviceID_ = *kept;
-    else
-        setMetadata("deviceID", deviceID_);
+        return;
+    }
+    if (found == librarySchemaVersion)
+        repairedAtOpening_.emplace_back("the library's identity");
+    setMetadata("deviceID", deviceID_);
 }
 
 void RecoveryStore::refuseOutsideOfTransaction()

@@ -52,6 +52,10 @@ public:
     /// The version that the database declares.
     int schemaVersion() const;
 
+    /// What a library of this version should have had and did not when it was opened ("table chunks"): a sign of
+    /// damage, since opening has made it anew, and empty.
+    const std::vector<std::string>& repairedAtOpening() const noexcept { return repairedAtOpening_; }
+
     /// Runs a statement that returns no rows.
     void execute(std::string_view sql, SqlParameters parameters = {});
 
@@ -139,7 +143,8 @@ private:
     void openConnection();
     void createSchema(int found);
     void createIndexes();
-    void readDeviceID();
+    void readDeviceID(int found);
+    void noteMissingTables();
     void runTransaction(FunctionRef<void()> body);
     void refuseOutsideOfTransaction();
     void noteFailureInside();
@@ -155,6 +160,7 @@ private:
     FileDescriptor folder_;
     std::optional<WriterLock> writerLock_;  // released behind the connection
     std::unique_ptr<sqlite3, CloseConnection> connection_;
+    std::vector<std::string> repairedAtOpening_;
     Uuid deviceID_;
     std::atomic<std::uint64_t> searchVersion_ = 0;
     int transactionDepth_ = 0;

@@ -14,7 +14,7 @@ void damage(const std::string& library, const std::string& sql)
     ASSERT_EQ(sqlite3_open((library + "/recovery.sqlite").c_str(), &database), SQLITE_OK);
     char* message = nullptr;
     ASSERT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK) << message;
-    EXPECT_GT(sqlite3_total_changes(database), 0) << sql;
+    EXPECT_TRUE(sqlite3_total_changes(database) > 0 || sql.starts_with("DROP")) << sql;
     sqlite3_close(database);
 }
 
@@ -65,9 +65,12 @@ TEST_F(VerifyTest, NamesEachDamagedItem)
          "document " + id + ": “title” is missing\n"},
         {"UPDATE documents SET json=replace(CAST(json AS TEXT),'" + head + "','" + other + "')",
          "document " + id + ": its newest revision " + other + " is missing\n"},
-        {"UPDATE documents SET id='" + other + "'", "document " + other + ": its record is that of " + id +
-                                                        "\ndocument " + other + ": its newest revision " + head +
-                                                        " belongs to document " + id + "\n"},
+        {"UPDATE documents SET id='" + other + "'",
+         "document " + other + ": its record is that of " + id + "\ndocument " + other + ": its newest revision " +
+             head + " belongs to document " + id + "\ndocument " + id + ": it is missing, and has 2 revisions\n"},
+        {"DELETE FROM documents", "document " + id + ": it is missing, and has 2 revisions\n"},
+        {"UPDATE documents SET json=replace(CAST(json AS TEXT),'\"head\":','\"was\":')",
+         "document " + id + ": it has revisions, and its record names none as the newest\n"},
         {"UPDATE revisions SET json=replace(CAST(json AS TEXT),'\"createdAt\":','\"createdAt\":\"\",\"was\":') WHERE "
          "id='" +
              large + "'",
@@ -102,6 +105,35 @@ TEST_F(VerifyTest, NamesEachDamagedItem)
     }
 }
 
+// What opening makes anew is reported once, by whoever opens the library to look for damage.
+TEST_F(VerifyTest, NamesWhatOpeningHadToMakeAnew)
+{
+    const std::string sound = get("library/recovery.sqlite");
+    struct {
+        std::string sql;
+        std::string reported;
+    } const cases[] = {
+        {"DROP TABLE outbox", "database: table outbox was missing and is new now\n"},
+        {"DELETE FROM metadata", "database: the library's identity was missing and is new now\n"},
+        {"UPDATE metadata SET value='x'", "database: the library's identity was missing and is new now\n"},
+    };
+    for (const auto& [sql, reported] : cases) {
+        SCOPED_TRACE(sql);
+        damage(library(), sql);
+        const ProgramResult result = run({"verify"});
+        EXPECT_EQ(result.output, reported);
+        EXPECT_EQ(result.status, 1);
+        put("library/recovery.sqlite", sound);
+    }
+    // A database without anything in it is not taken for a new library.
+    for (const std::size_t size : {0U, 1U, 99U}) {
+        put("library/recovery.sqlite", sound.substr(0, size));
+        for (const char* command : {"verify", "documents"})
+            EXPECT_NE(failure({command}).find("is empty or was cut off"), std::string::npos);
+        EXPECT_EQ(get("library/recovery.sqlite").size(), size);
+    }
+}
+
 // Damage below the rows: whatever page is overwritten, the check ends with a report, a refusal or a sound library.
 TEST_F(VerifyTest, SurvivesOverwrittenPages)
 {
@@ -128,6 +160,12 @@ TEST_F(VerifyTest, OtherCommandsTellOfDamageWithTheFixedSentence)
     damage(library(), "DELETE FROM chunks WHERE hash='" + chunk + "'");
     EXPECT_EQ(failure({"cat", id, "--revision", large}), std::string("penmarkctl: ") + missingContent + "\n");
     EXPECT_EQ(output({"cat", id}), "small");
+
+    // A record that has lost its newest revision is no empty document.
+    const std::string sound = get("library/recovery.sqlite");
+    damage(library(), "UPDATE documents SET json=replace(CAST(json AS TEXT),'\"head\":','\"was\":')");
+    EXPECT_EQ(failure({"cat", id}), std::string("penmarkctl: ") + missingContent + "\n");
+    put("library/recovery.sqlite", sound);
 
     // The sizes of the others are still listed.
     damage(library(), "UPDATE content SET body='[' WHERE hash='" + hash + "'");

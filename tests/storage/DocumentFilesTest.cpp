@@ -188,6 +188,9 @@ TEST_F(DocumentFilesTest, RefusedFilesLeaveNoTrace)
     const fs::path pipe = folder.path() / "pipe";
     mkfifo(pipe.c_str(), 0600);
     EXPECT_NE(failureOf([&] { files.open(pipe); }), "no failure");  // and without waiting for a writer
+    for (const char* own : {"recovery.sqlite", "writer.lock", "recovery.sqlite-journal"})
+        EXPECT_NE(failureOf([&] { files.open(folder.path() / "library" / own); }).find("is inside the library's own"),
+                  std::string::npos);
     const fs::path odd = folder.path() / "odd\xff.txt";
     put(odd, "text");
     EXPECT_NE(failureOf([&] { files.open(odd); }).find("is not valid UTF-8"), std::string::npos);

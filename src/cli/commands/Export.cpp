@@ -5,6 +5,7 @@
 #include "cli/ExportNames.h"
 #include "cli/Interruption.h"
 #include "storage/ContentStore.h"
+#include "storage/DocumentFiles.h"
 #include "storage/DocumentStore.h"
 #include "storage/RecoveryError.h"
 
@@ -73,12 +74,8 @@ private:
 
 std::string textOf(const DocumentStore& documents, const ContentStore& content, const RecoveryDocument& document)
 {
-    if (!document.head)
-        return {};
-    const auto revision = documents.loadRevision(*document.head);
-    if (!revision)
-        throw RecoveryError(RecoveryError::Case::missingContent);
-    return content.loadText(revision->contentHash);
+    const auto revision = documents.loadHead(document);
+    return revision ? content.loadText(revision->contentHash) : std::string();
 }
 
 }  // namespace
@@ -104,6 +101,7 @@ int commands::exportDocuments(CommandContext& context, const Arguments& argument
     std::sort(list.begin(), list.end(), [](const RecoveryDocument& a, const RecoveryDocument& b) {
         return std::tie(a.createdAt, a.id) < std::tie(b.createdAt, b.id);
     });
+    (void)DocumentFiles(store).recordedPath(target);  // refuses the library's own folder
     ExportFolder folder(target);
     std::size_t written = 0;
     for (std::size_t i = 0; i < list.size(); ++i) {

@@ -75,12 +75,12 @@ int commands::cat(CommandContext& context, const Arguments& arguments)
     RecoveryStore& store = context.openLibrary();
     const DocumentStore documents(store);
     const RecoveryDocument document = requireDocument(documents, typed.findDocument(store));
-    const auto id = typedRevision ? typedRevision->findRevision(store, document.id) : document.head;
-    if (!id)
-        return 0;  // nothing was ever written to it
-    const auto revision = documents.loadRevision(*id);
-    if (!revision)
+    const auto revision = typedRevision ? documents.loadRevision(typedRevision->findRevision(store, document.id))
+                                        : documents.loadHead(document);
+    if (!revision && typedRevision)
         throw RecoveryError(RecoveryError::Case::missingContent);
+    if (!revision)
+        return 0;  // nothing was ever written to it
     context.console.print(ContentStore(store).loadText(revision->contentHash));
     return 0;
 }
