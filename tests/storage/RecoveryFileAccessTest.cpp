@@ -6,10 +6,13 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <ctime>
 
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -323,6 +326,114 @@ TEST_F(RecoveryFileAccessTest, GivesTheSystemsReasonWhereTheFolderOrFileIsNotOur
     ASSERT_EQ(chmod(files.c_str(), 0733), 0);
     EXPECT_EQ(saveAsNobody(created, std::nullopt), "");
     EXPECT_EQ(contents(files), (Contents{{"letter.txt", "new"}, {"new file", "new"}}));
+}
+
+// Permissions that were meant for another owner would lock the new one out: such a file is not taken over.
+TEST_F(RecoveryFileAccessTest, LeavesAForeignFileToItsOwnerWhereTakingItOverWouldHideIt)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs a privileged user to make what others may not change";
+    for (const fs::path& path : {folder.path(), files})
+        ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+    write(target, "old");
+    std::string held = "old";
+    for (const mode_t mode : {0466U, 0066U}) {
+        ASSERT_EQ(chmod(target.c_str(), mode), 0);
+        const AsNobody user;
+        EXPECT_EQ(save("new " + held, sha256(held)), "");
+        held = "new " + held;
+        EXPECT_EQ(statusOf(target).st_uid, 0U);
+        EXPECT_EQ(modeOf(target), mode);
+    }
+    EXPECT_EQ(contents(files), (Contents{{"letter.txt", held}}));
+    ASSERT_EQ(chmod(target.c_str(), 0), 0);
+    const AsNobody user;
+    EXPECT_EQ(save("newest", sha256(held)), readOnly) << "rather than unreadable";
+}
+
+// Where only owners may rename, a second name for another's file could not be removed again.
+TEST_F(RecoveryFileAccessTest, GivesNoSecondNameToAnothersFile)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs a privileged user to make what others may not change";
+    ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    write(target, "old");
+    ASSERT_EQ(chmod(target.c_str(), 0666), 0);
+    ASSERT_EQ(chmod(files.c_str(), 01777), 0);
+    bool linked = false;
+    const AsNobody user;
+    EXPECT_EQ(save("new", sha256("old"),
+                   [&](std::string_view call) {
+                       linked = linked || call == "linkat";
+                       return call == "exchange" ? EINVAL : 0;
+                   }),
+              "");
+    EXPECT_FALSE(linked);
+    EXPECT_EQ(contents(files), (Contents{{"letter.txt", "new"}}));
+}
+
+TEST_F(RecoveryFileAccessTest, RefusesWhatIsNoPathOfAFile)
+{
+    const std::string says = std::string(storageError) + "This is not the path of a file.";
+    for (const std::string& path : {""s, (files / "a").native() + "\0b"s}) {
+        EXPECT_EQ(save(fs::path(path), "text", std::nullopt), says);
+        EXPECT_EQ(save(fs::path(path), "text", sha256("text")), says);
+    }
+    EXPECT_EQ(contents(files), Contents{});
+    fs::create_symlink("middle", files / "link");
+    fs::create_symlink("nothing", files / "middle");
+    EXPECT_EQ(resolveOriginal(files / "link"), files / "nothing");
+}
+
+TEST_F(RecoveryFileAccessTest, KeepsOtherVersionsPrivate)
+{
+    write(target, "old");
+    const fs::path made = folder.path() / "made" / "library";
+    try {
+        RecoveryFileAccess(made, [&](std::string_view call) {
+            if (call == "exchange")
+                write(target, "theirs");
+            return 0;
+        }).saveFile("new", target, sha256("old"));
+        ADD_FAILURE() << "no race";
+    } catch (const RecoveryError&) {
+        EXPECT_EQ(modeOf(made), 0700U);
+        EXPECT_EQ(modeOf(made / "External originals"), 0700U);
+    }
+}
+
+// Another program's lease on the file is waited for, not reported.
+TEST_F(RecoveryFileAccessTest, WaitsForALease)
+{
+    write(target, "old");
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t holder = fork();
+    ASSERT_GE(holder, 0);
+    if (holder == 0) {
+        const int file = ::open(target.c_str(), O_RDWR);
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGIO);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        const bool held = fcntl(file, F_SETLEASE, F_WRLCK) == 0;
+        const char answer = held ? 'y' : 'n';
+        if (::write(ready[1], &answer, 1) == 1 && held) {
+            const timespec longest{20, 0};
+            sigtimedwait(&signals, nullptr, &longest);
+        }
+        _exit(0);  // which gives the lease up
+    }
+    char answer = 'n';
+    EXPECT_EQ(read(ready[0], &answer, 1), 1);
+    const std::string said = answer == 'y' ? save("new", sha256("old")) : "";
+    EXPECT_EQ(waitpid(holder, nullptr, 0), holder);
+    close(ready[0]);
+    close(ready[1]);
+    if (answer != 'y')
+        GTEST_SKIP() << "this file system has no leases";
+    EXPECT_EQ(said, "");
+    EXPECT_EQ(readFile(target), "new");
 }
 
 TEST_F(RecoveryFileAccessTest, WritesABindMountedFileInPlace)

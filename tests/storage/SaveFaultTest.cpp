@@ -7,6 +7,7 @@
 #include <functional>
 #include <iostream>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -136,6 +137,98 @@ bool saveWithFault(const Way& way, int at, bool once, int error)
                   std::string(SaveFixture::storageError) + run.target.native() + ": " + SystemError::reason(error));
     }
     return faulted;
+}
+
+/// What a save calls, repetitions counted, and the permissions of the hidden file at the first write.
+std::string callsOf(const Way& way)
+{
+    SaveRun run(way);
+    std::string result;
+    const std::string said = run.go([&](int, std::string_view call) {
+        if (call != "write" || !result.empty())
+            return 0;
+        for (const auto& entry : fs::directory_iterator(run.files)) {
+            if (entry.path().filename().native().starts_with(".penmark-write-"))
+                result = (entry.status().permissions() & fs::perms(077)) == fs::perms::none ? "private" : "shared";
+        }
+        return 0;
+    });
+    EXPECT_EQ(said, "");
+    for (std::size_t i = 0, count = 1; i < run.calls.size(); i += count, count = 1) {
+        while (i + count < run.calls.size() && run.calls[i + count] == run.calls[i])
+            ++count;
+        result += ", " + run.calls[i] + (count > 1 ? " x" + std::to_string(count) : "");
+    }
+    return result;
+}
+
+// No fault shows a missing sync, nor two calls in the wrong order: only a power cut would. So the lists are spelled
+// out.
+TEST(SaveFaultTest, MakesItsCallsAndSyncsInOrder)
+{
+    const std::map<std::string, std::string> expected{
+        {"exchange",
+         "private, open folder, fstatat, openat, pread x2, faccessat, openat, write, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, exchange, fstatat, renameat, openat x2, fsync, "
+         "pread x2, unlinkat, openat, fsync folder"},
+        {"link and rename",
+         "private, open folder, fstatat, openat, pread x2, faccessat, openat, write, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, exchange, fstatat, linkat, openat x2, pread x2, renameat, openat, fsync, "
+         "pread x2, unlinkat, openat, fsync folder"},
+        {"copy and rename",
+         "private, open folder, fstatat, openat, pread x2, faccessat, openat, write, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, exchange, fstatat, linkat, openat x2, fchown, fsetxattr, fchmod, pread, write, "
+         "pread, ftruncate, fsync, openat, fsync folder, openat, pread x2, renameat, openat, fsync, "
+         "pread x2, unlinkat, openat, fsync folder"},
+        {"hard-linked",
+         "private, open folder, fstatat, openat, pread x3, faccessat, openat, write x2, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, openat x2, fchown, fsetxattr, fchmod, pread, write, pread, write, pread, ftruncate, "
+         "fsync, "
+         "openat, fsync folder, lease, pread x3, write x2, ftruncate, fsync, pread x3, unlinkat, openat, fsync folder, "
+         "unlinkat"},
+        {"mounted over",
+         "private, open folder, fstatat, openat, pread x3, faccessat, openat, write x2, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, exchange, openat x2, fchown, fsetxattr, fchmod, pread, write, pread, write, pread, "
+         "ftruncate, fsync, "
+         "openat, fsync folder, lease, pread x3, write x2, ftruncate, fsync, pread x3, unlinkat, openat, fsync folder, "
+         "unlinkat"},
+        {"mounted over, without exchange",
+         "private, open folder, fstatat, openat, pread x3, faccessat, openat, write x2, ftruncate, fchown, fsetxattr, "
+         "fchmod, openat, fsync, exchange, fstatat, linkat, openat x2, pread x3, renameat, unlinkat, "
+         "openat x2, fchown, fsetxattr, fchmod, pread, write, pread, write, pread, ftruncate, fsync, "
+         "openat, fsync folder, lease, pread x3, write x2, ftruncate, fsync, pread x3, unlinkat, openat, fsync folder, "
+         "unlinkat"},
+        {"new", "shared, open folder, fstatat, openat, write, ftruncate, openat, fsync, linkat, "
+                "openat, fsync folder, unlinkat"},
+        {"new, without links", "shared, open folder, fstatat, openat, write, ftruncate, openat, fsync, linkat, "
+                               "rename to new, openat, fsync folder"},
+        {"new, with neither", "shared, open folder, fstatat, openat, write, ftruncate, openat, fsync, linkat, "
+                              "rename to new, openat, renameat, pread, openat, fsync folder"},
+    };
+    const mode_t umaskBefore = umask(022);
+    for (const Way& way : ways()) {
+        const auto listed = expected.find(way.name);
+        EXPECT_EQ(callsOf(way), listed == expected.end() ? "" : listed->second) << way.name;
+    }
+    umask(umaskBefore);
+}
+
+// The other program's version is on the disk, with its name, before the backup goes.
+TEST(SaveFaultTest, SyncsAPreservedVersionBeforeItsBackupIsRemoved)
+{
+    SaveRun run(ways().front());
+    std::string calls;
+    run.go([&](int, std::string_view call) {
+        if (call == "exchange")
+            SaveFixture::write(run.target, "theirs");
+        calls += call == "mkdir" ? ": " : " ";
+        calls += call;
+        return 0;
+    });
+    EXPECT_EQ(
+        calls.substr(calls.find(": ")),
+        ": mkdir open folder openat pread write pread ftruncate open fsync openat fsync folder open folder openat "
+        "fsync folder unlinkat openat fsync folder");
 }
 
 // Fails the first system call, then the second, … until a save gets through; once that call alone, and once that call
