@@ -41,20 +41,9 @@ DocumentFiles::DocumentFiles(RecoveryStore& store, Clock clock)
 
 std::string DocumentFiles::recordedPath(const fs::path& file) const
 {
-    if (file.empty() || file.native().find('\0') != std::string::npos)
-        throw RecoveryError::storage("This is not the path of a file.");
     std::error_code error;
-    fs::path path = fs::absolute(file, error);  // fails in a working folder that is gone
-    if (!error)
-        path = fs::weakly_canonical(path, error);
-    // A link to nothing stands for the file that a save will make there. The number is the kernel's for chains of
-    // links.
-    for (int links = 0; !error && links < 40 && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
-        const fs::path target = fs::read_symlink(path, error);
-        if (!error)
-            path = fs::weakly_canonical(path.parent_path() / target, error);
-    }
-    if (error && error != std::errc::no_such_file_or_directory)  // a loop of links, or a folder that may not be entered
+    const fs::path path = fs::weakly_canonical(resolveOriginal(file), error);
+    if (error)  // a folder that may not be entered
         throw RecoveryError::storage(repairUtf8(file.native()) + ": " + error.message());
     const fs::path library = fs::weakly_canonical(store_.root(), error);
     const auto [end, rest] = std::mismatch(library.begin(), library.end(), path.begin(), path.end());

@@ -26,11 +26,7 @@ DocumentStore::Documents DocumentStore::loadDocuments() const
 {
     Documents loaded;
     store_.forEachRow("SELECT json FROM documents", {}, [&](const Statement& row) {
-        try {
-            loaded.documents.push_back(decodeStored<RecoveryDocument>(row.text(0), "document"));
-        } catch (const RecoveryError& error) {
-            loaded.problems.emplace_back(error.what());
-        }
+        decodeStoredInto(loaded.documents, loaded.problems, row.text(0), "document");
     });
     return loaded;
 }
@@ -182,13 +178,8 @@ std::optional<RecoveryRevision> DocumentStore::loadRevision(const Uuid& id, cons
 DocumentStore::HistoryPage DocumentStore::history(const Uuid& documentID, std::int64_t limit, std::int64_t offset) const
 {
     HistoryPage page;
-    for (const std::string& json : historyRecords(documentID, limit, offset)) {
-        try {
-            page.revisions.push_back(decodeStored<RecoveryRevision>(json, "revision"));
-        } catch (const RecoveryError& error) {
-            page.problems.emplace_back(error.what());
-        }
-    }
+    for (const std::string& json : historyRecords(documentID, limit, offset))
+        decodeStoredInto(page.revisions, page.problems, json, "revision");
     return page;
 }
 

@@ -17,6 +17,18 @@ R decodeStored(std::string_view json, std::string_view kind)
     }
 }
 
+/// Decodes into a list, or adds the sentence about a damaged record to the problems, so that it hides no other.
+template <class R>
+void decodeStoredInto(std::vector<R>& records, std::vector<std::string>& problems, std::string_view json,
+                      std::string_view kind)
+{
+    try {
+        records.push_back(decodeStored<R>(json, kind));
+    } catch (const RecoveryError& error) {
+        problems.emplace_back(error.what());
+    }
+}
+
 /// Encodes what a table will hold. Throws `storage` if a text in it is not valid UTF-8.
 template <class R>
 std::string encodeStored(const R& record)

@@ -22,11 +22,7 @@ WindowStore::Loaded WindowStore::load() const
 {
     Loaded loaded;
     store_.forEachRow("SELECT json FROM windows ORDER BY rowid", {}, [&](const Statement& row) {
-        try {
-            loaded.windows.push_back(decodeStored<RecoveryWindow>(row.text(0), "window"));
-        } catch (const RecoveryError& error) {
-            loaded.problems.emplace_back(error.what());
-        }
+        decodeStoredInto(loaded.windows, loaded.problems, row.text(0), "window");
     });
     return loaded;
 }
