@@ -39,8 +39,8 @@ public:
     /// does not stop the reload.
     RecoveryDocument reload(const Uuid& id);
 
-    /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is not
-    /// valid UTF-8, since a record could not hold it, or inside the library's own folder, which is nobody else's.
+    /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is
+    /// not valid UTF-8, since a record could not hold it, or inside the library's own folder, which is nobody else's.
     std::string recordedPath(const std::filesystem::path& file) const;
 
 private:
