@@ -189,6 +189,7 @@ void EditorView::updateBrackets()
     brackets_.reset();
     if (selects)
         return;
+    tokenLine_.reset();
     BracketRules rules;
     rules.limit = 64 << 10;  // what fits on a screen; farther partners show nothing
     rules.isSkipped = [this](Utf8Offset offset) { return isInStringOrComment(offset); };
@@ -196,20 +197,23 @@ void EditorView::updateBrackets()
         brackets_ = std::pair(match->open.start, match->close.start);
 }
 
+// Asked for one bracket after another, mostly of the same line.
 bool EditorView::isInStringOrComment(Utf8Offset offset) const
 {
     if (!document_.highlights())
         return false;
-    const TextLine line = text().lineContaining(offset);
-    if (line.content().size() > ViewLayout::longLine)
-        return false;
-    document_.tokens(line.number, scratchTokens_);
-    const std::size_t inside = offset - line.start;
-    return std::any_of(scratchTokens_.begin(), scratchTokens_.end(), [&](const Token& token) {
-        return token.start <= inside && inside < token.end() &&
-               (token.kind == TokenKind::string || token.kind == TokenKind::comment ||
-                token.kind == TokenKind::escape || token.kind == TokenKind::regularExpression);
-    });
+    if (!tokenLine_ || offset < tokenLine_->start || offset >= tokenLine_->next) {
+        tokenLine_ = text().lineContaining(offset);
+        lineTokens_.clear();
+        if (tokenLine_->content().size() <= ViewLayout::longLine)
+            document_.tokens(tokenLine_->number, lineTokens_);
+    }
+    const std::size_t inside = offset - tokenLine_->start;
+    const auto token = std::partition_point(lineTokens_.begin(), lineTokens_.end(),
+                                            [&](const Token& each) { return each.end() <= inside; });
+    return token != lineTokens_.end() && token->start <= inside &&
+           (token->kind == TokenKind::string || token->kind == TokenKind::comment || token->kind == TokenKind::escape ||
+            token->kind == TokenKind::regularExpression);
 }
 
 // Geometry
@@ -252,9 +256,9 @@ void EditorView::updateScrollBars()
     std::vector<double> marks;
     if (!findMarks_.empty()) {
         // More marks than pixels cannot be told apart.
-        const std::size_t step = findMarks_.size() / 2'000 + 1;
+        const std::size_t step = findMarks_.size() / 500 + 1;
         for (std::size_t index = 0; index < findMarks_.size(); index += step)
-            marks.push_back(layout_.estimatedFraction(findMarks_[index].start));
+            marks.push_back(layout_.estimatedTop(findMarks_[index].start) / total);
     }
     static_cast<FindMarkBar*>(vertical)->setMarks(std::move(marks), *colors_);
 }
@@ -267,7 +271,8 @@ void EditorView::scrollContentsBy(int, int)
     const double height = layout_.size().height();
     const double total = std::max(layout_.estimatedHeight(), height);
     const double scale = total > barLimit ? barLimit / total : 1;
-    const int before = static_cast<int>(layout_.estimatedTop() * scale);
+    const int before =
+        std::clamp(static_cast<int>(layout_.estimatedTop() * scale), vertical->minimum(), vertical->maximum());
     if (vertical->value() != before) {
         // Arrows and pages move by what is seen; only the slider goes by the estimate.
         const double pixels = (vertical->value() - before) / scale;
@@ -297,6 +302,8 @@ void EditorView::resizeEvent(QResizeEvent* event)
 
 void EditorView::setBar(QWidget* bar)
 {
+    if (bar == bar_)
+        return;
     if (bar_)
         bar_->deleteLater();
     bar_ = bar;

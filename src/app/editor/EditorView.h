@@ -195,7 +195,8 @@ private:
     std::uint64_t bracketsFor_ = 0;  // generation
     Utf8Offset bracketsAt_;
     bool bracketsHidden_ = false;
-    mutable std::vector<Token> scratchTokens_;
+    mutable std::optional<TextLine> tokenLine_;  // whose tokens follow, while brackets are matched
+    mutable std::vector<Token> lineTokens_;
 
     bool caretOn_ = true;
     QBasicTimer blinkTimer_;

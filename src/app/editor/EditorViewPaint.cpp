@@ -122,9 +122,11 @@ void EditorView::damage()
     }
     QRegion dirty;
     const int width = viewport()->width();
+    // Marks of some scripts reach over their rows.
+    const int over = static_cast<int>(std::ceil(layout_.rowHeight() / 4));
     const auto spoil = [&](const Stamp& stamp) {
-        dirty += QRect(0, static_cast<int>(std::floor(stamp.top)) - 1, width,
-                       static_cast<int>(std::ceil(layout_.rowHeight())) + 2);
+        dirty += QRect(0, static_cast<int>(std::floor(stamp.top)) - over, width,
+                       static_cast<int>(std::ceil(layout_.rowHeight())) + 2 * over);
     };
     auto old = drawn_.begin();
     for (const Stamp& stamp : now) {

@@ -591,9 +591,9 @@ double ViewLayout::estimatedTop() const
     return rowsBefore(anchor_.offset) * style_.rowHeight + anchor_.scrolled;
 }
 
-double ViewLayout::estimatedFraction(Utf8Offset offset) const
+double ViewLayout::estimatedTop(Utf8Offset offset) const
 {
-    return rowsBefore(offset) / (rowsBefore(text().end()) + 1);
+    return rowsBefore(offset) * style_.rowHeight;
 }
 
 void ViewLayout::scrollToEstimated(double top)

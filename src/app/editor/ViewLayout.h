@@ -115,8 +115,8 @@ public:
     double estimatedHeight() const;
     double estimatedTop() const;
     void scrollToEstimated(double top);
-    /// Where a place of the text stands between the text's start (0) and end (1).
-    double estimatedFraction(Utf8Offset offset) const;
+    /// How far a place of the text is from the text's top.
+    double estimatedTop(Utf8Offset offset) const;
 
     // The rows as they are seen, for moves of carets.
     double x(Place place) const override;
