@@ -167,6 +167,13 @@ Utf8Range TextEdit::spanAfter() const
                    : Utf8Range{replacements_.front().start, shifted(replacements_.back().end(), growth())};
 }
 
+bool TextEdit::touches(Utf8Range range) const
+{
+    const auto found = std::partition_point(replacements_.begin(), replacements_.end(),
+                                            [&](const Replacement& each) { return each.end() < range.start; });
+    return found != replacements_.end() && found->start <= range.end;
+}
+
 TextEdit TextEdit::inverse(const TextSnapshot& before) const
 {
     std::vector<Replacement> places;

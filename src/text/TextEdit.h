@@ -44,6 +44,9 @@ public:
     Utf8Range spanBefore() const;
     Utf8Range spanAfter() const;
 
+    /// Whether it changes or inserts anything within the range or at its ends. O(log k).
+    bool touches(Utf8Range range) const;
+
     /// The edit that takes this one back; `before` is the text this one is applied to.
     TextEdit inverse(const TextSnapshot& before) const;
     /// One edit that does what this and then `next` do.

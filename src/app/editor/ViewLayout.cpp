@@ -13,7 +13,6 @@ namespace penmark {
 
 namespace {
 constexpr std::size_t keptBlocks = 600;  // some screens full
-constexpr std::size_t rememberedCuts = 4'096;
 constexpr double caretWidth = 2;
 }  // namespace
 
@@ -85,84 +84,11 @@ void ViewLayout::stale()
 
 // Places
 
-// Behind a blank if there is one near, as a row would end.
-Utf8Offset ViewLayout::gridCut(const TextLine& line, std::size_t index) const
-{
-    constexpr std::size_t near = 80;
-    // What is seen as one character may go on without end; a long one is cut.
-    constexpr std::size_t longest = pieceBytes / 4;
-    const Utf8Offset at = text().characterStart(line.start + index * pieceBytes);
-    const Utf8Offset first = text().characterStart(at - longest);
-    const TextSnapshot around = text().slice({first, std::min(at + longest, line.end)});
-    const Utf8Offset start = graphemeStart(around, Utf8Offset(at - first));
-    const Utf8Offset cut = start == Utf8Offset() ? at : first + start.value;
-    const Utf8Offset from = text().characterStart(cut - std::min(near, cut - line.start));
-    const std::size_t blank = text().text({from, cut}).rfind(' ');
-    const Utf8Offset behind = from + (blank + 1);
-    return blank != std::string::npos && graphemeStart(text(), behind) == behind ? behind : cut;
-}
-
-// Between two remembered cuts those of the grid count that keep half a piece away from either.
-Utf8Offset ViewLayout::cutAfter(const TextLine& line, Utf8Offset cut) const
-{
-    const auto remembered = std::upper_bound(cuts_.begin(), cuts_.end(), cut);
-    const Utf8Offset limit = remembered == cuts_.end() ? line.end : std::min(*remembered, line.end);
-    const std::size_t index = (cut - line.start + pieceBytes / 2 + pieceBytes - 1) / pieceBytes;
-    if (line.start + index * pieceBytes + pieceBytes / 2 > limit)
-        return limit;
-    const Utf8Offset found = gridCut(line, index);
-    return found > cut ? found : limit;
-}
-
-Utf8Offset ViewLayout::cutBefore(const TextLine& line, Utf8Offset cut) const
-{
-    const auto remembered = std::lower_bound(cuts_.begin(), cuts_.end(), cut);
-    const Utf8Offset limit = remembered == cuts_.begin() ? line.start : std::max(*std::prev(remembered), line.start);
-    if (cut - line.start < pieceBytes / 2)
-        return limit;
-    const std::size_t index = (cut - line.start - pieceBytes / 2) / pieceBytes;
-    if (line.start + index * pieceBytes < limit + pieceBytes / 2)
-        return limit;
-    const Utf8Offset found = gridCut(line, index);
-    return found > limit ? found : limit;
-}
-
-void ViewLayout::rememberCut(Utf8Offset cut) const
-{
-    const auto at = std::lower_bound(cuts_.begin(), cuts_.end(), cut);
-    if (at != cuts_.end() && *at == cut)
-        return;
-    // Far more than fit into the cache: those far from here are forgotten.
-    if (cuts_.size() >= rememberedCuts) {
-        const auto middle = static_cast<std::size_t>(at - cuts_.begin());
-        if (middle < rememberedCuts / 2)
-            cuts_.resize(rememberedCuts * 3 / 4);
-        else
-            cuts_.erase(cuts_.begin(), cuts_.begin() + static_cast<std::ptrdiff_t>(rememberedCuts / 4));
-        rememberCut(cut);
-        return;
-    }
-    cuts_.insert(at, cut);
-}
-
 // The piece of the line that contains the offset; at a cut, the one behind it.
 ViewLayout::Spot ViewLayout::spotIn(const TextLine& line, Utf8Offset offset) const
 {
-    Spot spot{line, line.content()};
-    if (spot.range.size() <= longLine)
-        return spot;
-    offset = std::clamp(offset, line.start, line.end);
-    const auto remembered = std::upper_bound(cuts_.begin(), cuts_.end(), offset);
-    Utf8Offset start = remembered == cuts_.begin() ? line.start : std::max(*std::prev(remembered), line.start);
-    if (offset - start > 4 * pieceBytes)
-        start = gridCut(line, (offset - line.start) / pieceBytes - 1);
-    Utf8Offset end = cutAfter(line, start);
-    while (end <= offset && end < line.end) {
-        start = end;
-        end = cutAfter(line, start);
-    }
-    spot.range = {start, end};
-    return spot;
+    const bool isLong = line.content().size() > longLine;
+    return {line, isLong ? cuts_.pieceAt(text(), line, offset) : line.content()};
 }
 
 ViewLayout::Spot ViewLayout::spotOf(Utf8Offset offset, CaretAffinity affinity) const
@@ -182,7 +108,7 @@ ViewLayout::Spot ViewLayout::spotOf(Utf8Offset offset, CaretAffinity affinity) c
 std::optional<ViewLayout::Spot> ViewLayout::spotAfter(const Spot& spot) const
 {
     if (!spot.endsLine())
-        return Spot{spot.line, {spot.range.end, cutAfter(spot.line, spot.range.end)}};
+        return Spot{spot.line, {spot.range.end, cuts_.after(text(), spot.line, spot.range.end)}};
     if (spot.line.number.value + 1 >= text().lineCount())
         return std::nullopt;
     TextLine line = text().lineAfter(spot.line);
@@ -198,14 +124,14 @@ std::optional<ViewLayout::Spot> ViewLayout::spotAfter(const Spot& spot) const
 std::optional<ViewLayout::Spot> ViewLayout::spotBefore(const Spot& spot) const
 {
     if (!spot.startsLine())
-        return Spot{spot.line, {cutBefore(spot.line, spot.range.start), spot.range.start}};
+        return Spot{spot.line, {cuts_.before(text(), spot.line, spot.range.start), spot.range.start}};
     if (spot.line.number.value == 0)
         return std::nullopt;
     const LineNumber before = folds_ ? folds_->visibleAtOrBefore(spot.line.number - 1) : spot.line.number - 1;
     const TextLine line = text().line(before);
     if (line.content().size() <= longLine)
         return Spot{line, line.content()};
-    return Spot{line, {cutBefore(line, line.end), line.end}};
+    return Spot{line, {cuts_.before(text(), line, line.end), line.end}};
 }
 
 // Blocks
@@ -229,9 +155,9 @@ LineBlock& ViewLayout::laidOut(const Spot& spot) const
         updateTokens(spot, *entry.block);
     }
     if (!spot.startsLine())
-        rememberCut(spot.range.start);
+        cuts_.remember(spot.range.start);
     if (!spot.endsLine())
-        rememberCut(spot.range.end);
+        cuts_.remember(spot.range.end);
     LineBlock& block = *entry.block;
     if (holdsPreedit(spot.range, spot.endsLine()))
         block.setPreedit(*preeditAt_ - spot.range.start, preedit_);
@@ -286,18 +212,11 @@ void ViewLayout::textChanged(const TextChange& change)
     anchor_.offset = change.edit.map(anchor_.offset, Stickiness::before);
     if (preeditAt_)
         preeditAt_ = change.edit.map(*preeditAt_, Stickiness::after);
-    const auto replacements = change.edit.replacements();
-    const auto touched = [&](Utf8Offset from, Utf8Offset to) {
-        const auto found = std::partition_point(replacements.begin(), replacements.end(),
-                                                [&](const Replacement& each) { return each.end() < from; });
-        return found != replacements.end() && found->start <= to;
-    };
-    std::erase_if(cuts_, [&](Utf8Offset cut) { return touched(cut, cut); });
-    change.edit.map(cuts_, Stickiness::after);
+    cuts_.update(change.edit);
     std::unordered_map<std::size_t, Entry> kept;
     kept.reserve(cache_.size());
     for (auto& [start, entry] : cache_) {
-        if (touched(Utf8Offset(start), Utf8Offset(start + entry.bytes)))
+        if (change.edit.touches({Utf8Offset(start), Utf8Offset(start + entry.bytes)}))
             continue;
         kept.emplace(change.edit.map(Utf8Offset(start), Stickiness::after).value, std::move(entry));
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "app/editor/LineBlock.h"
+#include "app/editor/LineCuts.h"
 #include "text/Caret.h"
 #include "text/CaretMotion.h"
 #include "text/TextBuffer.h"
@@ -34,7 +35,7 @@ struct ColorScheme;
 class ViewLayout final : public VisualRows {
 public:
     static constexpr std::size_t longLine = 20'000;  ///< bytes; about as many characters, or half as many
-    static constexpr std::size_t pieceBytes = 2'048;
+    static constexpr std::size_t pieceBytes = LineCuts::pieceBytes;
 
     explicit ViewLayout(const TextBuffer& buffer);
     ~ViewLayout() override;
@@ -153,10 +154,6 @@ private:
     const TextSnapshot& text() const { return buffer_.text(); }
     Spot spotIn(const TextLine& line, Utf8Offset offset) const;
     Spot spotOf(Utf8Offset offset, CaretAffinity affinity = CaretAffinity::downstream) const;
-    Utf8Offset gridCut(const TextLine& line, std::size_t index) const;
-    Utf8Offset cutAfter(const TextLine& line, Utf8Offset cut) const;
-    Utf8Offset cutBefore(const TextLine& line, Utf8Offset cut) const;
-    void rememberCut(Utf8Offset cut) const;
     std::optional<Spot> spotAfter(const Spot& spot) const;
     std::optional<Spot> spotBefore(const Spot& spot) const;
     LineBlock& laidOut(const Spot& spot) const;
@@ -187,9 +184,7 @@ private:
     mutable std::unordered_map<std::size_t, Entry> cache_;      // by the first byte
     mutable std::vector<std::unique_ptr<LineBlock>> replaced_;  // may be among what is seen until that is found anew
     mutable std::uint64_t clock_ = 0;
-    // Where long lines were cut, ascending. They move with the text, so that an edit lays out one piece and not all
-    // that follow it; elsewhere a line is cut at every multiple of pieceBytes.
-    mutable std::vector<Utf8Offset> cuts_;
+    mutable LineCuts cuts_;
     std::vector<Placed> visible_;
     bool visibleValid_ = false;
     std::optional<Utf8Offset> preeditAt_;
