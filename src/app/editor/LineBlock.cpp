@@ -3,6 +3,8 @@
 
 #include "app/editor/Colors.h"
 #include "app/editor/Strings.h"
+#include "text/Characters.h"
+#include "text/TextSnapshot.h"
 #include "text/TextSummary.h"
 #include "text/highlight/ColorScheme.h"
 
@@ -12,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace penmark {
@@ -246,12 +249,18 @@ LineBlock::Hit LineBlock::hit(int row, double x) const
         const bool isShort = line.textLength() <= 400;
         const int last = isShort ? rowEndPosition : std::min(rowEndPosition, position + 4);
         const auto distance = [&](int at) { return std::abs(line.cursorToX(at) - x); };
+        // Characters end where this program says, which is not everywhere where the engine would put a caret.
+        const TextSnapshot own{std::string_view(utf8_)};
+        const auto isBorder = [&](int at) {
+            const Utf8Offset offset(fromLayout(at));
+            return graphemeStart(own, offset) == offset;
+        };
         int best = position;
-        double nearest = distance(position);
+        double nearest = isBorder(position) ? distance(position) : std::numeric_limits<double>::infinity();
         for (int at = isShort ? line.textStart() : std::max(line.textStart(), position - 4); at <= last; ++at) {
             if (!layout_.isValidCursorPosition(at))
                 continue;
-            if (const double here = distance(at); here < nearest - .01) {
+            if (const double here = distance(at); here < nearest - .01 && isBorder(at)) {
                 nearest = here;
                 best = at;
             }
