@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "text/highlight/Folding.h"
 
+#include "text/CpuTime.h"
 #include "text/TextEdit.h"
 #include "text/highlight/FoldSet.h"
 
@@ -242,7 +243,7 @@ TEST(FoldSetTest, FoldsAndOpensThousandsAtOnce)
     regions.push_back(regions.front());
     FoldSet folds;
     const auto before = folds.fold(text, {LineNumber(6), LineNumber(8)});
-    const auto begin = std::chrono::steady_clock::now();
+    const auto begin = cpuTime();
     folds.fold(text, regions);
     ASSERT_EQ(folds.all().size(), count);
     EXPECT_EQ(folds.foldAt(LineNumber(6))->id, *before) << "what is folded already stays what it is";
@@ -256,7 +257,7 @@ TEST(FoldSetTest, FoldsAndOpensThousandsAtOnce)
     EXPECT_EQ(folds.all().size(), count / 2);
     EXPECT_FALSE(folds.isHidden(LineNumber(1)));
     EXPECT_TRUE(folds.isHidden(LineNumber(4)));
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    const std::chrono::duration<double> took = cpuTime() - begin;
     EXPECT_LT(took.count(), 5);
 }
 
