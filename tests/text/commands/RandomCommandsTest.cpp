@@ -309,11 +309,11 @@ TEST(RandomCommands, SearchFindsLongTexts)
 {
     Randomness random(1);
     std::string plain;
-    while (plain.size() < 32'000'000)
+    while (plain.size() < 8'000'000)
         plain += std::to_string(random.below(1'000'000));
-    plain.replace(plain.size() - 5'000'000, 5'000'000, plain, 1'000, 5'000'000);
+    plain.replace(plain.size() - 2'500'000, 2'500'000, plain, 1'000, 2'500'000);
     const TextSnapshot text{std::string(plain)};
-    for (const std::size_t size : {4'095U, 4'096U, 40'000U, 4'000'000U}) {
+    for (const std::size_t size : {4'095U, 4'096U, 40'000U, 2'000'000U}) {
         for (const std::size_t start : {std::size_t(1'000), std::size_t(3'333), plain.size() - size}) {
             const std::string literal = plain.substr(start, size);
             std::vector<Utf8Range> expected;
@@ -324,7 +324,7 @@ TEST(RandomCommands, SearchFindsLongTexts)
             EXPECT_EQ(commands::findAll(text, literal, {Utf8Offset(0), text.end()}), expected);
             EXPECT_EQ(commands::findAll(text, literal, {expected[0].start, text.end()}, 1).size(), 1U);
             const std::chrono::duration<double> took = cpuTime() - begin;
-            EXPECT_LT(took.count(), 2);
+            EXPECT_LT(took.count(), 1);
         }
     }
 }
