@@ -350,7 +350,7 @@ Utf8Offset ViewLayout::caretPlace(Utf8Offset offset) const
 // Scrolling
 
 // Anchors the view so that the block's top is there.
-void ViewLayout::settle(Spot spot, double top)
+void ViewLayout::anchorTo(Spot spot, double top)
 {
     // Upwards until the block covers or follows the view's top, downwards until it is not above it.
     while (top > 0) {
@@ -374,6 +374,11 @@ void ViewLayout::settle(Spot spot, double top)
     anchor_.offset = spot.range.start + block.rowStart(row);
     anchor_.scrolled = std::max(0.0, -top - row * style_.rowHeight);
     stale();
+}
+
+void ViewLayout::settle(const Spot& spot, double top)
+{
+    anchorTo(spot, top);
     clampToEnd();
 }
 
@@ -387,21 +392,8 @@ void ViewLayout::clampToEnd()
     const bool atStart = seen.front().top >= 0 && !spotBefore(spotOf(seen.front().range.start));
     if (!isEnd || bottom >= size_.height() || atStart)
         return;
-    Spot spot = spotOf(text().end());
-    double top = size_.height() - laidOut(spot).height();
-    while (top > 0) {
-        const std::optional<Spot> before = spotBefore(spot);
-        if (!before) {
-            top = 0;
-            break;
-        }
-        spot = *before;
-        top -= laidOut(spot).height();
-    }
-    const LineBlock& block = laidOut(spot);
-    const int row = std::clamp(static_cast<int>(-top / style_.rowHeight), 0, block.rows() - 1);
-    anchor_ = {spot.range.start + block.rowStart(row), std::max(0.0, -top - row * style_.rowHeight)};
-    stale();
+    const Spot spot = spotOf(text().end());
+    anchorTo(spot, size_.height() - laidOut(spot).height());
 }
 
 bool ViewLayout::scrollBy(double pixels)

@@ -161,7 +161,8 @@ private:
     bool holdsPreedit(Utf8Range block, bool endsLine) const;
     const Placed& placedAt(double y);
     Utf8Offset caretPlace(Utf8Offset offset) const;
-    void settle(Spot spot, double top);
+    void anchorTo(Spot spot, double top);
+    void settle(const Spot& spot, double top);
     void clampToEnd();
     void stale();
     void restyle();
