@@ -9,6 +9,7 @@
 #include "storage/ContentStore.h"
 #include "storage/DocumentStore.h"
 #include "storage/RecoveryStore.h"
+#include "text/SnapshotSource.h"
 
 #include <algorithm>
 #include <array>
@@ -112,6 +113,36 @@ void storeNewText(benchmark::State& state)
     setBytes(state, size);
 }
 BENCHMARK(storeNewText)->Arg(10'000)->Arg(1'000'000)->Arg(64 << 20)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// What the editor holds after many edits: a tree of pieces, each in a string of its own.
+void storeNewSnapshot(benchmark::State& state)
+{
+    const Folder folder;
+    RecoveryStore library({folder.path(), {}});
+    ContentStore content(library);
+    const auto size = static_cast<std::size_t>(state.range(0));
+    unsigned seed = 1;
+    for (auto _ : state) {
+        state.PauseTiming();
+        TextBuilder builder;
+        builder.append(randomText(size, ++seed));
+        const SnapshotSource source(std::move(builder).build());
+        state.ResumeTiming();
+        const auto prepared = content.prepareText(source);
+        library.transaction([&] { content.storeText(prepared); });
+    }
+    setBytes(state, size);
+}
+BENCHMARK(storeNewSnapshot)->Arg(10'000)->Arg(1'000'000)->Arg(64 << 20)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void digestAsUtf16(benchmark::State& state)
+{
+    const std::string text = randomText(64 << 20, 1);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(encodedDigest(StringSource(text), RecoveryEncoding::utf16LE));
+    setBytes(state, text.size());
+}
+BENCHMARK(digestAsUtf16)->Unit(benchmark::kMillisecond);
 
 void storeWithOneChangedChunk(benchmark::State& state)
 {

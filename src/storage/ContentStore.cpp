@@ -39,6 +39,13 @@ void forEachChunk(std::size_t count, FunctionRef<void(std::size_t index, std::si
         work(index, 0);
 }
 
+std::string hashOf(const TextSource& text, std::size_t offset, std::size_t length)
+{
+    Sha256 hasher;
+    text.forEachPiece(offset, length, [&](std::string_view piece) { hasher.add(piece); });
+    return hasher.finish();
+}
+
 // The bytes of a chunk in its room; throws unless they are what the hash says. Only the last one may be short.
 std::size_t decodeChunk(ChunkCodec& codec, const std::string& hash, const std::string& body, std::span<char> room,
                         bool isLast)
@@ -78,18 +85,25 @@ std::string decodeChunks(const std::vector<std::string>& hashes,
 
 void ContentStore::Prepared::hashAll()
 {
-    chunks_.resize((text_.size() + chunkSize - 1) / chunkSize);
+    const TextSource& text = source();
+    chunks_.resize((text.size() + chunkSize - 1) / chunkSize);
     if (chunks_.size() == 1) {  // the only chunk is the text
-        contentHash_ = chunks_.front().hash = sha256(text_);
+        contentHash_ = chunks_.front().hash = hashOf(text, 0, chunkSize);
         return;
     }
     // The whole text is one long task beside many short ones, so it is begun first.
     forEachChunk(chunks_.size() + 1, [&](std::size_t index, std::size_t) {
         if (index == 0)
-            contentHash_ = sha256(text_);
+            contentHash_ = hashOf(text, 0, text.size());
         else
-            chunks_[index - 1].hash = sha256(chunkText(index - 1));
+            chunks_[index - 1].hash = hashOf(text, (index - 1) * chunkSize, chunkSize);
     });
+}
+
+std::string ContentStore::Prepared::compress(ChunkCodec& codec, std::size_t chunk) const
+{
+    std::string room;
+    return codec.compress(source().part(chunk * chunkSize, chunkSize, room));
 }
 
 std::string ContentStore::Prepared::manifest() const
@@ -107,11 +121,25 @@ std::string ContentStore::Prepared::manifest() const
 ContentStore::Prepared ContentStore::prepareText(std::string_view utf8) const
 {
     Prepared prepared;
-    prepared.text_ = utf8;
+    prepared.string_ = StringSource(utf8);
+    prepare(prepared);
+    return prepared;
+}
+
+ContentStore::Prepared ContentStore::prepareText(const TextSource& text) const
+{
+    Prepared prepared;
+    prepared.source_ = &text;
+    prepare(prepared);
+    return prepared;
+}
+
+void ContentStore::prepare(Prepared& prepared) const
+{
     prepared.hashAll();
     // A single chunk is compressed, if need be, when it is stored: that takes less than looking for it twice.
     if (prepared.chunks_.size() < 2)
-        return prepared;
+        return;
 
     // The lock is given back now and then, so that a huge text does not hold up others.
     constexpr std::size_t probesPerLock = 512;
@@ -133,9 +161,10 @@ ContentStore::Prepared ContentStore::prepareText(std::string_view utf8) const
     ChunkCodecs codecs;
     forEachChunk(missing.size(), [&](std::size_t index, std::size_t worker) {
         const std::size_t chunk = missing[index];
-        chunks[chunk].body = codecs.of(worker).compress(prepared.chunkText(chunk));
+        std::string body = prepared.compress(codecs.of(worker), chunk);
+        body.shrink_to_fit();  // the codec makes room for a chunk that gets no smaller, and there may be thousands
+        chunks[chunk].body = std::move(body);
     });
-    return prepared;
 }
 
 std::string ContentStore::storeText(const Prepared& prepared)
@@ -151,7 +180,7 @@ std::string ContentStore::storeText(const Prepared& prepared)
             // Not compressed yet: the only chunk, or one that was there before and has been pruned since.
             std::string body;
             if (!chunk.body)
-                body = ChunkCodecs().of(0).compress(prepared.chunkText(i));
+                body = prepared.compress(ChunkCodecs().of(0), i);
             insert.bind({chunk.hash, Blob{chunk.body ? *chunk.body : body}});
             insert.run();
         }

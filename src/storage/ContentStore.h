@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/TextSource.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -9,6 +11,7 @@
 
 namespace penmark {
 
+class ChunkCodec;
 class RecoveryStore;
 
 /// Keeps every text once, under the SHA-256 of its UTF-8 bytes, cut into chunks of 64 KiB that are compressed and kept
@@ -23,7 +26,7 @@ public:
 
     explicit ContentStore(RecoveryStore& store) : store_(store) {}
 
-    /// A text that is hashed, and compressed as far as the library did not hold it. Refers to the text.
+    /// A text that is hashed, and compressed as far as the library did not hold it. Refers to the text or its source.
     class Prepared {
     public:
         const std::string& contentHash() const noexcept { return contentHash_; }
@@ -34,11 +37,13 @@ public:
             std::string hash;
             std::optional<std::string> body;  ///< compressed; absent if the library had the chunk already
         };
-        std::string_view chunkText(std::size_t index) const { return text_.substr(index * chunkSize, chunkSize); }
+        const TextSource& source() const { return source_ ? *source_ : string_; }
+        std::string compress(ChunkCodec& codec, std::size_t chunk) const;
         void hashAll();
         std::string manifest() const;
 
-        std::string_view text_;
+        StringSource string_;
+        const TextSource* source_ = nullptr;  // none: the string
         std::string contentHash_;
         std::vector<Chunk> chunks_;
     };
@@ -46,6 +51,9 @@ public:
     /// The slow part of storing, done before the transaction is begun. The text must be valid UTF-8 and outlive the
     /// result. Reads the library to see which chunks are there.
     Prepared prepareText(std::string_view utf8) const;
+
+    /// The same for a text that is not one string. Takes memory for the compressed chunks and for one chunk a worker.
+    Prepared prepareText(const TextSource& text) const;
 
     /// Writes the rows that are missing and returns the content hash. Inside the caller's transaction. A text that the
     /// library holds adds no rows.
@@ -68,6 +76,7 @@ public:
     std::size_t textSize(std::string_view contentHash) const;
 
 private:
+    void prepare(Prepared& prepared) const;
     std::vector<std::string> loadManifest(std::string_view contentHash) const;
 
     RecoveryStore& store_;  // outlives this object

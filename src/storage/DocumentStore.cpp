@@ -88,6 +88,17 @@ DocumentStore::Written DocumentStore::createWithText(const RecoveryDocument& doc
 }
 
 DocumentStore::Written DocumentStore::writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
+                                                    const TextSource& text, const Change& change)
+{
+    return writeRevision(documentID, expectedParent, content_.prepareText(text), change);
+}
+
+DocumentStore::Written DocumentStore::createWithText(const RecoveryDocument& document, const TextSource& text)
+{
+    return createWithText(document, content_.prepareText(text));
+}
+
+DocumentStore::Written DocumentStore::writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
                                                     const ContentStore::Prepared& text, const Change& change)
 {
     return store_.transaction([&] { return write(documentID, expectedParent, text, change); });

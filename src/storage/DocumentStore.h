@@ -71,6 +71,11 @@ public:
     /// Creates the document and writes its first revision, in one transaction.
     Written createWithText(const RecoveryDocument& document, std::string_view text);
 
+    // The same with a text that is not one string.
+    Written writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent, const TextSource& text,
+                          const Change& change = {});
+    Written createWithText(const RecoveryDocument& document, const TextSource& text);
+
     // The same with a text that was prepared before, for callers that join several steps in one transaction.
     Written writeRevision(const Uuid& documentID, const std::optional<Uuid>& expectedParent,
                           const ContentStore::Prepared& text, const Change& change = {});

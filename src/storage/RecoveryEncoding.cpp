@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage/RecoveryEncoding.h"
 
+#include "base/Sha256.h"
+#include "base/TextSource.h"
 #include "base/Utf16.h"
 #include "base/Utf8.h"
 #include "storage/RecoveryError.h"
@@ -55,6 +57,33 @@ std::optional<std::string> decodeBody(std::string_view body, RecoveryEncoding en
         return utf16ToUtf8(body, byteOrderOf(encoding));
     }
     return std::nullopt;  // not reached: every encoding is named above
+}
+
+/// The text in the encoding without a mark; absent if it is not valid UTF-8. `room` is where it is put if need be.
+std::optional<std::string_view> encodeBody(std::string_view text, RecoveryEncoding encoding, std::string& room)
+{
+    if (encoding == RecoveryEncoding::utf8 || encoding == RecoveryEncoding::utf8BOM)
+        return isValidUtf8(text) ? std::optional(text) : std::nullopt;
+    auto body = utf8ToUtf16(text, byteOrderOf(encoding));
+    if (!body)
+        return std::nullopt;
+    room = std::move(*body);
+    return room;
+}
+
+/// The length of the text without the beginning of a character at its end.
+std::size_t wholeCharacters(std::string_view text)
+{
+    for (std::size_t back = 1; back <= std::min<std::size_t>(3, text.size()); ++back) {
+        const auto byte = static_cast<unsigned char>(text[text.size() - back]);
+        if (byte < 0x80)
+            break;
+        if (byte >= 0xc0) {
+            const std::size_t length = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2;
+            return length > back ? text.size() - back : text.size();
+        }
+    }
+    return text.size();
 }
 
 /// The code units of a UTF-16 body; an odd last byte is none.
@@ -128,16 +157,31 @@ DecodedText decodeText(std::string_view bytes)
 
 std::string encodeText(std::string_view text, RecoveryEncoding encoding)
 {
-    std::string bytes(markOf(encoding));
-    if (encoding == RecoveryEncoding::utf8 || encoding == RecoveryEncoding::utf8BOM) {
-        if (!isValidUtf8(text))
-            throw RecoveryError(RecoveryError::Case::unsupportedText);
-        return bytes.append(text);
-    }
-    const auto body = utf8ToUtf16(text, byteOrderOf(encoding));
+    std::string room;
+    const auto body = encodeBody(text, encoding, room);
     if (!body)
         throw RecoveryError(RecoveryError::Case::unsupportedText);
-    return bytes.append(*body);
+    return std::string(markOf(encoding)).append(*body);
+}
+
+std::string encodedDigest(const TextSource& text, RecoveryEncoding encoding)
+{
+    constexpr std::size_t blockSize = 65'536;
+    Sha256 hasher;
+    hasher.add(markOf(encoding));
+    std::string gathered;
+    std::string encoded;
+    for (std::size_t at = 0; at < text.size();) {
+        std::string_view block = text.part(at, blockSize, gathered);
+        if (at + block.size() < text.size())
+            block = block.substr(0, wholeCharacters(block));
+        const auto body = encodeBody(block, encoding, encoded);
+        if (!body)
+            throw RecoveryError(RecoveryError::Case::unsupportedText);
+        hasher.add(*body);
+        at += block.size();
+    }
+    return hasher.finish();
 }
 
 std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes)

@@ -10,6 +10,8 @@
 
 namespace penmark {
 
+class TextSource;
+
 /// What a text's file is written in. The library itself keeps UTF-8 only.
 enum class RecoveryEncoding {
     utf8,     ///< without a byte-order mark
@@ -37,6 +39,10 @@ DecodedText decodeText(std::string_view bytes);
 
 /// The bytes to write to a file. Throws RecoveryError `unsupportedText` if the text is not valid UTF-8. Any thread.
 std::string encodeText(std::string_view text, RecoveryEncoding encoding);
+
+/// SHA-256 of the bytes that encodeText would give, without holding them: what `externalDigest` will be once the text
+/// is saved. For `utf8` it is the content hash. Throws like encodeText. Any thread; takes some 200 KB.
+std::string encodedDigest(const TextSource& text, RecoveryEncoding encoding);
 
 struct UnsupportedByte {
     std::size_t offset = 0;  ///< in bytes from the beginning of the file

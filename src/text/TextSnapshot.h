@@ -114,7 +114,7 @@ public:
     Utf8Offset characterStart(Utf8Offset offset) const;
 
     /// Calls with one adjoining piece after another until it returns false; returns whether it never did. Pieces are
-    /// cut at characters, and are valid while the snapshot lives.
+    /// cut at characters, save where the range itself begins or ends inside of one, and valid while the snapshot lives.
     bool forEachPiece(Utf8Range range, FunctionRef<bool(std::string_view piece)> call) const;
     /// The piece that contains the offset (at the end: the last one) and where it starts. Empty for an empty text.
     std::pair<Utf8Offset, std::string_view> pieceAt(Utf8Offset offset) const;

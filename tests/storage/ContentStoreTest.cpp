@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage/ContentStore.h"
 
+#include "base/PiecewiseSource.h"
 #include "base/Sha256.h"
 #include "storage/ChunkCodec.h"
 #include "storage/FaultyVfs.h"
@@ -62,6 +63,32 @@ TEST_F(ContentStoreTest, ReturnsWhatWasStored)
         EXPECT_EQ(hash, sha256(text));
         EXPECT_EQ(content.loadText(hash), text);
         EXPECT_EQ(content.loadText(store(text)), text);
+    }
+}
+
+// However a text is cut in memory, its rows are the same.
+TEST_F(ContentStoreTest, StoresATextInPiecesAsOneInAString)
+{
+    for (const std::string& text : {std::string(), std::string("é"), textOf(1), textOf(6, 77)}) {
+        for (const std::size_t pieceSize : {std::size_t{13}, std::size_t{4099}, ContentStore::chunkSize}) {
+            SCOPED_TRACE(std::to_string(text.size()) + " in " + std::to_string(pieceSize));
+            library.execute("DELETE FROM content");
+            library.execute("DELETE FROM chunks");
+            const PiecewiseSource source(text, pieceSize);
+            const auto prepared = content.prepareText(source);
+            const auto again = prepared;  // a copy refers to the same source
+            EXPECT_EQ(prepared.contentHash(), sha256(text));
+            EXPECT_EQ(content.loadText(library.transaction([&] { return content.storeText(prepared); })), text);
+            const auto rows = library.query("SELECT hash,body FROM chunks ORDER BY hash");
+            library.execute("DELETE FROM chunks");
+            store(text);
+            EXPECT_EQ(library.query("SELECT hash,body FROM chunks ORDER BY hash"), rows);
+            // Chunks that were there when it was prepared are compressed anew once they are gone.
+            const auto known = content.prepareText(source);
+            library.execute("DELETE FROM chunks");
+            library.transaction([&] { content.storeText(known); });
+            EXPECT_EQ(content.loadText(library.transaction([&] { return content.storeText(again); })), text);
+        }
     }
 }
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage/RecoveryEncoding.h"
 
+#include "base/PiecewiseSource.h"
 #include "base/Record.h"
+#include "base/Sha256.h"
 #include "storage/RecoveryError.h"
 
 #include <ostream>
@@ -93,6 +95,28 @@ TEST(RecoveryEncodingTest, RefusesAndNamesTheFirstOffendingByte)
                          "This file is not valid UTF-8 or BOM-marked UTF-16 text. No bytes have been changed.");
         }
         EXPECT_EQ(findUnsupportedByte(bytes), at);
+    }
+}
+
+// The text is encoded block by block: a character of any length must survive the borders of 64 KiB.
+TEST(RecoveryEncodingTest, DigestsWhatWouldBeWritten)
+{
+    for (const auto& [encoding, word] : storedWords(E{})) {
+        SCOPED_TRACE(word);
+        for (const std::string& character : {"a"s, "é"s, "中"s, "😀"s}) {
+            for (std::size_t before = 0; before < 5; ++before) {
+                std::string text = "\xef\xbb\xbf"s + std::string(65'536 - 3 - before, '\n');
+                for (int i = 0; i < 40'000; ++i)
+                    text += character;
+                const std::string expected = sha256(encodeText(text, encoding));
+                EXPECT_EQ(encodedDigest(StringSource(text), encoding), expected) << character << before;
+                EXPECT_EQ(encodedDigest(PiecewiseSource(text, 1021), encoding), expected) << character << before;
+            }
+        }
+        EXPECT_EQ(encodedDigest(StringSource(), encoding), sha256(encodeText("", encoding)));
+        for (const std::string& bad :
+             {"caf\xe9"s, std::string(65'534, 'x') + "\xf0\x9f", std::string(65'535, 'x') + "\xff\xff"})
+            EXPECT_THROW(encodedDigest(PiecewiseSource(bad, 100), encoding), RecoveryError) << bad.size();
     }
 }
 
