@@ -9,7 +9,8 @@
 #include <string_view>
 
 /// A file that opens as text must be valid text and be saved as the bytes that it had. One that is refused must have an
-/// offending byte, and an offset of that byte inside the file.
+/// offending byte, and an offset of that byte inside the file. The same as each encoding that somebody may choose;
+/// there a text that is encoded again must be that text.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace penmark;
@@ -22,6 +23,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const RecoveryError&) {
         if (!offending || offending->offset >= size || offending->line == 0)
             std::abort();
+    }
+    for (const auto& [encoding, word] : storedWords(RecoveryEncoding{})) {
+        const bool isRefused = findUnsupportedByte(bytes, encoding).has_value();
+        try {
+            const std::string text = decodeText(bytes, encoding);
+            if (isRefused || !isValidUtf8(text) || decodeText(encodeText(text, encoding), encoding) != text)
+                std::abort();
+        } catch (const RecoveryError&) {
+            if (!isRefused)
+                std::abort();
+        }
     }
     return 0;
 }

@@ -43,13 +43,21 @@ constexpr ByteOrder byteOrderOf(RecoveryEncoding encoding)
     return encoding == RecoveryEncoding::utf16LE ? ByteOrder::littleEndian : ByteOrder::bigEndian;
 }
 
+/// The length of the mark that a file in a chosen encoding begins with; absent if it begins with that of another.
+std::optional<std::size_t> markLengthAs(std::string_view bytes, RecoveryEncoding encoding)
+{
+    const RecoveryEncoding announced = announcedEncoding(bytes);
+    if (announced == encoding)
+        return markOf(encoding).size();
+    if (announced == RecoveryEncoding::utf8 || encoding == RecoveryEncoding::utf8)
+        return 0;
+    return std::nullopt;
+}
+
 std::optional<std::string> decodeBody(std::string_view body, RecoveryEncoding encoding)
 {
     switch (encoding) {
     case RecoveryEncoding::utf8:
-        if (body.find('\0') != std::string_view::npos)
-            return std::nullopt;
-        [[fallthrough]];
     case RecoveryEncoding::utf8BOM:
         return isValidUtf8(body) ? std::optional<std::string>(body) : std::nullopt;
     case RecoveryEncoding::utf16LE:
@@ -104,6 +112,11 @@ private:
     ByteOrder order_;
 };
 
+constexpr unsigned byteAt(std::string_view bytes, std::size_t index)
+{
+    return static_cast<unsigned char>(bytes[index]);
+}
+
 constexpr bool isLead(unsigned unit)
 {
     return unit >= 0xd800 && unit < 0xdc00;
@@ -149,10 +162,18 @@ DecodedText decodeText(std::string_view bytes)
     // A file whose mark is not borne out by its body is no other text either: in UTF-8 without a mark, FE and FF are
     // never valid, and neither is the rest behind an intact EF BB BF.
     const RecoveryEncoding encoding = announcedEncoding(bytes);
-    auto text = decodeBody(bytes.substr(markOf(encoding).size()), encoding);
+    if (encoding == RecoveryEncoding::utf8 && bytes.find('\0') != std::string_view::npos)
+        throw RecoveryError(RecoveryError::Case::unsupportedText);
+    return {decodeText(bytes, encoding), encoding};
+}
+
+std::string decodeText(std::string_view bytes, RecoveryEncoding encoding)
+{
+    const auto markLength = markLengthAs(bytes, encoding);
+    auto text = markLength ? decodeBody(bytes.substr(*markLength), encoding) : std::nullopt;
     if (!text)
         throw RecoveryError(RecoveryError::Case::unsupportedText);
-    return {std::move(*text), encoding};
+    return std::move(*text);
 }
 
 std::string encodeText(std::string_view text, RecoveryEncoding encoding)
@@ -184,10 +205,45 @@ std::string encodedDigest(const TextSource& text, RecoveryEncoding encoding)
     return hasher.finish();
 }
 
+std::optional<std::string> encodingLosesMark(const TextSource& text, RecoveryEncoding encoding)
+{
+    if (encoding != RecoveryEncoding::utf8)
+        return std::nullopt;
+    std::string room;
+    const std::string_view mark = markOf(RecoveryEncoding::utf8BOM);
+    if (text.part(0, mark.size(), room) == mark)
+        return "This text begins with a byte-order mark. If it is saved as UTF-8, the mark will be taken for that of "
+               "the file and will not be part of the text when it is opened again.";
+    bool hasNul = false;
+    text.forEachPiece(0, text.size(),
+                      [&](std::string_view piece) { hasNul = hasNul || piece.find('\0') != std::string_view::npos; });
+    if (hasNul)
+        return "This text contains NUL characters. If it is saved as UTF-8 without a byte-order mark, Penmark will not "
+               "recognise the file as text.";
+    return std::nullopt;
+}
+
+std::optional<std::string> encodingLosesMark(std::string_view text, RecoveryEncoding encoding)
+{
+    return encodingLosesMark(StringSource(text), encoding);
+}
+
 std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes)
 {
     const RecoveryEncoding encoding = announcedEncoding(bytes);
-    const std::size_t markLength = markOf(encoding).size();
+    const auto malformed = findUnsupportedByte(bytes, encoding);
+    const std::size_t nul = encoding == RecoveryEncoding::utf8 ? bytes.find('\0') : std::string_view::npos;
+    if (nul == std::string_view::npos || (malformed && malformed->offset < nul))
+        return malformed;
+    return UnsupportedByte{nul, lineOf(nul, [&](std::size_t i) { return byteAt(bytes, i); })};
+}
+
+std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes, RecoveryEncoding encoding)
+{
+    const auto mark = markLengthAs(bytes, encoding);
+    if (!mark)
+        return UnsupportedByte{};
+    const std::size_t markLength = *mark;
     const std::string_view body = bytes.substr(markLength);
     if (encoding == RecoveryEncoding::utf16LE || encoding == RecoveryEncoding::utf16BE) {
         const Utf16Units units(body, byteOrderOf(encoding));
@@ -196,14 +252,10 @@ std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes)
             return std::nullopt;
         return UnsupportedByte{markLength + 2 * index, lineOf(index, [&](std::size_t i) { return units.at(i); })};
     }
-    std::size_t offset = validUtf8Length(body);
-    if (encoding == RecoveryEncoding::utf8)
-        offset = std::min(offset, body.find('\0'));
+    const std::size_t offset = validUtf8Length(body);
     if (offset == body.size())
         return std::nullopt;
-    return UnsupportedByte{markLength + offset, lineOf(offset, [&](std::size_t i) -> unsigned {
-                               return static_cast<unsigned char>(body[i]);
-                           })};
+    return UnsupportedByte{markLength + offset, lineOf(offset, [&](std::size_t i) { return byteAt(body, i); })};
 }
 
 }  // namespace penmark

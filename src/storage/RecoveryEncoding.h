@@ -37,12 +37,24 @@ struct DecodedText {
 /// encodeText gives back the same bytes. Throws RecoveryError `unsupportedText`. Any thread.
 DecodedText decodeText(std::string_view bytes);
 
+/// A file's bytes as text in the encoding that somebody chose, whatever its first bytes announce. The encoding's own
+/// mark is dropped if it is there; the mark of another one refuses the file. As `utf8` nothing is dropped: a mark is
+/// text then, and NUL is allowed. So what encodeText made of a text always gives that text. Throws RecoveryError
+/// `unsupportedText`. Any thread.
+std::string decodeText(std::string_view bytes, RecoveryEncoding encoding);
+
 /// The bytes to write to a file. Throws RecoveryError `unsupportedText` if the text is not valid UTF-8. Any thread.
 std::string encodeText(std::string_view text, RecoveryEncoding encoding);
 
 /// SHA-256 of the bytes that encodeText would give, without holding them: what `externalDigest` will be once the text
 /// is saved. For `utf8` it is the content hash. Throws like encodeText. Any thread; takes some 200 KB.
 std::string encodedDigest(const TextSource& text, RecoveryEncoding encoding);
+
+/// Why a file with this text and encoding would be opened as another text or not at all, as a sentence for the user;
+/// absent if the text comes back as it is. Only `utf8` can lose something: a mark that is part of the text is taken for
+/// the file's, and NUL is refused. Any thread; looks at all of the text.
+std::optional<std::string> encodingLosesMark(const TextSource& text, RecoveryEncoding encoding);
+std::optional<std::string> encodingLosesMark(std::string_view text, RecoveryEncoding encoding);
 
 struct UnsupportedByte {
     std::size_t offset = 0;  ///< in bytes from the beginning of the file
@@ -54,5 +66,8 @@ struct UnsupportedByte {
 /// The first byte for which decodeText refuses a file, in the encoding that the file's mark announces; absent if it
 /// decodes. Behind a UTF-16 mark it is the first byte of the unpaired surrogate or the odd last byte.
 std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes);
+
+/// The same for a chosen encoding. The mark of another one is offending with its first byte.
+std::optional<UnsupportedByte> findUnsupportedByte(std::string_view bytes, RecoveryEncoding encoding);
 
 }  // namespace penmark

@@ -120,6 +120,64 @@ TEST(RecoveryEncodingTest, DigestsWhatWouldBeWritten)
     }
 }
 
+// Reopening a file as one of the four: its own mark may be there or not, another's may not.
+TEST(RecoveryEncodingTest, DecodesAsTheEncodingThatWasChosen)
+{
+    struct Case {
+        std::string bytes;
+        E encoding;
+        std::optional<std::string> text;  // absent: refused
+        UnsupportedByte at = {};
+    };
+    const Case cases[] = {
+        {"a\0b\0"s, E::utf16LE, "ab"s},  // without a mark
+        {"\0a\0b"s, E::utf16BE, "ab"s},
+        {"\xff\xfe\x61\0"s, E::utf16LE, "a"s},
+        {"\xff\xfe\x61\0"s, E::utf16BE, std::nullopt, {0, 1}},
+        {"\xfe\xff\0\x61"s, E::utf16LE, std::nullopt, {0, 1}},
+        {"\xef\xbb\xbf\x61"s, E::utf16LE, std::nullopt, {0, 1}},
+        {"\xff\xfe\x61\0"s, E::utf8, std::nullopt, {0, 1}},
+        {"\xff\xfe\x61\0"s, E::utf8BOM, std::nullopt, {0, 1}},
+        {"Grüße"s, E::utf8BOM, "Grüße"s},
+        {"\xef\xbb\xbfx"s, E::utf8BOM, "x"s},
+        {"\xef\xbb\xbfx"s, E::utf8, "\xef\xbb\xbfx"s},
+        {"a\0b"s, E::utf8, "a\0b"s},
+        {"a\0\n\xff"s, E::utf8, std::nullopt, {3, 2}},
+        {"\xef\xbb\xbf\n\xff"s, E::utf8, std::nullopt, {4, 2}},
+        {"\n\0b"s, E::utf16LE, std::nullopt, {2, 2}},  // odd length
+        {""s, E::utf16BE, ""s},
+    };
+    for (const auto& [bytes, encoding, text, at] : cases) {
+        SCOPED_TRACE(testing::PrintToString(bytes) + " as " + std::string(storedWord(encoding)));
+        if (text) {
+            EXPECT_EQ(decodeText(bytes, encoding), *text);
+            EXPECT_EQ(findUnsupportedByte(bytes, encoding), std::nullopt);
+        } else {
+            EXPECT_THROW(decodeText(bytes, encoding), RecoveryError);
+            EXPECT_EQ(findUnsupportedByte(bytes, encoding), at);
+        }
+    }
+}
+
+// Every text survives its encoding if that is known; if it is not, whoever saves is told beforehand.
+TEST(RecoveryEncodingTest, TellsWhichTextsWouldNotComeBack)
+{
+    const std::string mark = "\xef\xbb\xbf";
+    const std::string texts[] = {"", "plain", mark, mark + mark, mark + "a\0"s, "a\0"s, "a" + mark, "\uFFFE", "뻯😀"};
+    for (const auto& [encoding, word] : storedWords(E{})) {
+        for (const std::string& text : texts) {
+            SCOPED_TRACE(testing::PrintToString(text) + " as " + std::string(word));
+            const std::string bytes = encodeText(text, encoding);
+            EXPECT_EQ(decodeText(bytes, encoding), text);
+            const bool comesBack = !findUnsupportedByte(bytes) && decodeText(bytes).text == text;
+            EXPECT_EQ(encodingLosesMark(text, encoding).has_value(), !comesBack);
+        }
+    }
+    EXPECT_NE(encodingLosesMark(mark + "\0"s, E::utf8)->find("begins with a byte-order mark"), std::string::npos);
+    EXPECT_NE(encodingLosesMark(PiecewiseSource("ab\0c"s, 1), E::utf8)->find("NUL"), std::string::npos);
+    EXPECT_TRUE(encodingLosesMark(PiecewiseSource(mark, 1), E::utf8));
+}
+
 TEST(RecoveryEncodingTest, RefusesToEncodeWhatIsNoText)
 {
     for (const auto& [encoding, word] : storedWords(E{})) {
