@@ -326,6 +326,52 @@ void load100000Documents(benchmark::State& state)
 }
 BENCHMARK(load100000Documents)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+void findBoundAmong100000Documents(benchmark::State& state)
+{
+    const Folder folder;
+    RecoveryStore library({folder.path(), {}});
+    fillDocuments(library);
+    const DocumentStore documents(library);
+    int at = 0;
+    for (auto _ : state) {
+        at = (at + 7919) % many;
+        if (!documents.findBoundTo("/home/user/Documents/Notes/document-" + std::to_string(at) + ".md"))
+            state.SkipWithError("not found");
+    }
+}
+BENCHMARK(findBoundAmong100000Documents)->UseRealTime()->Unit(benchmark::kMicrosecond);
+
+// What opening a library costs once that was made before there was the index.
+void indexPathsOf100000Documents(benchmark::State& state)
+{
+    const Folder folder;
+    {
+        RecoveryStore library({folder.path(), {}});
+        fillDocuments(library);
+    }
+    for (auto _ : state) {
+        state.PauseTiming();
+        RecoveryStore({folder.path(), {}}).execute("DROP INDEX documents_by_path");
+        state.ResumeTiming();
+        RecoveryStore({folder.path(), {}});
+    }
+}
+BENCHMARK(indexPathsOf100000Documents)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void add100000Documents(benchmark::State& state)
+{
+    for (auto _ : state) {
+        state.PauseTiming();
+        const Folder folder;
+        RecoveryStore library({folder.path(), {}});
+        if (state.range(0) == 0)
+            library.execute("DROP INDEX documents_by_path");
+        state.ResumeTiming();
+        fillDocuments(library);
+    }
+}
+BENCHMARK(add100000Documents)->ArgName("indexed")->Arg(0)->Arg(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 void historyPageOf100000Revisions(benchmark::State& state)
 {
     const Folder folder;

@@ -39,8 +39,15 @@ std::optional<RecoveryDocument> DocumentStore::loadDocument(const Uuid& id) cons
 
 std::optional<RecoveryDocument> DocumentStore::findBoundTo(std::string_view externalPath) const
 {
+    // The same expression as in the index documents_by_path, or it is not used.
+    Documents candidates;
+    store_.forEachRow("SELECT json FROM documents WHERE CASE WHEN json_valid(CAST(json AS TEXT)) THEN "
+                      "json_extract(CAST(json AS TEXT),'$.externalPath') END=?",
+                      {externalPath}, [&](const Statement& row) {
+                          decodeStoredInto(candidates.documents, candidates.problems, row.text(0), "document");
+                      });
     std::optional<RecoveryDocument> found;
-    for (RecoveryDocument& document : loadDocuments().documents) {
+    for (RecoveryDocument& document : candidates.documents) {
         const bool matches = !document.deleted && document.externalPath == externalPath;
         if (matches && (!found || found->updatedAt < document.updatedAt))
             found = std::move(document);

@@ -43,13 +43,17 @@ struct LibraryIndex {
 
 /// Indexes beyond the schema. Nothing depends on them but speed, and a program that does not know them keeps them up
 /// to date unawares. The first serves the history query: without it a document of 100,000 revisions is sorted for
-/// every page. The others serve foreign keys when revisions and texts are deleted.
-constexpr std::array<LibraryIndex, 3> libraryIndexes{{
+/// every page. The second serves foreign keys when revisions and texts are deleted, as does the third. The last finds
+/// the document that is bound to a file; a record that is no JSON is left out there rather than refused, so that it can
+/// be written, by whatever program, and hinders no search.
+constexpr std::array<LibraryIndex, 4> libraryIndexes{{
     {"revisions_by_date", "CREATE INDEX IF NOT EXISTS revisions_by_date ON revisions(document_id, "
                           "json_extract(CAST(json AS TEXT),'$.createdAt'))"},
     {"revisions_by_hash", "CREATE INDEX IF NOT EXISTS revisions_by_hash ON revisions(hash)"},
     {"checkpoint_revisions_by_revision",
      "CREATE INDEX IF NOT EXISTS checkpoint_revisions_by_revision ON checkpoint_revisions(revision_id)"},
+    {"documents_by_path", "CREATE INDEX IF NOT EXISTS documents_by_path ON documents(CASE WHEN json_valid(CAST(json AS "
+                          "TEXT)) THEN json_extract(CAST(json AS TEXT),'$.externalPath') END)"},
 }};
 
 }  // namespace penmark

@@ -3,6 +3,7 @@
 
 #include "base/Sha256.h"
 #include "storage/FaultyVfs.h"
+#include "storage/LibrarySchema.h"
 #include "storage/RecoveryError.h"
 #include "storage/RecoveryStore.h"
 #include "storage/TemporaryFolder.h"
@@ -236,6 +237,60 @@ TEST_F(DocumentStoreTest, DiscardingIsRecordedAndWritingRestores)
     const auto empty = create();
     EXPECT_TRUE(documents.discard(empty.id).deleted);
     EXPECT_EQ(outbox().back(), "documentMetadata " + empty.id.text());
+}
+
+// Damaged records can be written while the index is there, and hide no other; without it the answers are the same.
+TEST_F(DocumentStoreTest, FindsWhatIsBoundToAFileByItsIndex)
+{
+    const auto bind = [&](const std::string& path, double updatedAt, bool deleted) {
+        auto document = documents.newDocument("Bound");
+        document.externalPath = path;
+        document.updatedAt = {updatedAt};
+        document.deleted = deleted;
+        documents.createDocument(document);
+        return document;
+    };
+    const std::string awkward = "/tmp/“a”\"\\ \t\x01 é😀.txt";
+    const auto odd = bind(awkward, 5, false);
+    bind("/tmp/a", 1, false);
+    const auto newest = bind("/tmp/a", 3, false);
+    bind("/tmp/a", 2, false);
+    bind("/tmp/a", 4, true);
+    // As another program may write it: other spaces, and every character that can be escaped.
+    const auto foreign = bind("/tmp/b/é", 1, false);
+    std::string json = encodeRecord(foreign);
+    const std::string plain = "\"externalPath\":\"/tmp/b/é\"";
+    json.replace(json.find(plain), plain.size(), "\"externalPath\" : \"\\/tmp\\/b\\/\\u00e9\"");
+    library.execute("UPDATE documents SET json=? WHERE id=?", {Blob{json}, foreign.id.text()});
+
+    const auto expectAll = [&](const char* when) {
+        SCOPED_TRACE(when);
+        EXPECT_EQ(documents.findBoundTo(awkward), odd);
+        EXPECT_EQ(documents.findBoundTo("/tmp/a"), newest);
+        EXPECT_EQ(documents.findBoundTo("/tmp/b/é"), foreign);
+        EXPECT_FALSE(documents.findBoundTo("/tmp/A"));
+        EXPECT_FALSE(documents.findBoundTo(""));
+    };
+    int number = 0;
+    for (const std::string damaged : {"", "{broken", "[]", "\"/tmp/a\"", "null", R"({"externalPath":"/tmp/a"})",
+                                      R"({"externalPath":["/tmp/a"]})", "{\"externalPath\":\"/tmp/a\xff\"}"})
+        library.execute("INSERT INTO documents(id,json) VALUES(?,?)", {std::to_string(++number), Blob{damaged}});
+    library.execute("INSERT INTO documents(id,json) VALUES('deep',?)", {Blob{std::string(100'000, '[')}});
+    expectAll("by the index");
+    std::string plan;
+    for (const auto& row : library.query(
+             "EXPLAIN QUERY PLAN SELECT json FROM documents WHERE CASE WHEN json_valid(CAST(json AS TEXT)) THEN "
+             "json_extract(CAST(json AS TEXT),'$.externalPath') END=?",
+             {"/tmp/a"}))
+        plan += row[3];
+    EXPECT_EQ(plan, "SEARCH documents USING INDEX documents_by_path (<expr>=?)");
+
+    library.execute("DROP INDEX documents_by_path");
+    expectAll("without it");
+    for (const LibraryIndex& index : libraryIndexes)
+        library.execute(index.sql);
+    expectAll("by one that was made afterwards");
+    EXPECT_TRUE(library.integrityCheck());
 }
 
 TEST_F(DocumentStoreTest, RecordChangesKeepWhatIsNotTheirs)
