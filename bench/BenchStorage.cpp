@@ -326,6 +326,20 @@ void load100000Documents(benchmark::State& state)
 }
 BENCHMARK(load100000Documents)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+void loadHeadersOf100000Documents(benchmark::State& state)
+{
+    const Folder folder;
+    RecoveryStore library({folder.path(), {}});
+    fillDocuments(library);
+    for (auto _ : state) {
+        std::vector<RecoveryDocumentHeader> headers;
+        DocumentStore(library).forEachHeader(
+            [&](RecoveryDocumentHeader&& header) { headers.push_back(std::move(header)); });
+        benchmark::DoNotOptimize(headers);
+    }
+}
+BENCHMARK(loadHeadersOf100000Documents)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 void findBoundAmong100000Documents(benchmark::State& state)
 {
     const Folder folder;

@@ -31,6 +31,19 @@ DocumentStore::Documents DocumentStore::loadDocuments() const
     return loaded;
 }
 
+std::vector<std::string> DocumentStore::forEachHeader(FunctionRef<void(RecoveryDocumentHeader&& header)> visit) const
+{
+    std::vector<std::string> problems;
+    std::vector<RecoveryDocumentHeader> one;
+    store_.forEachRow("SELECT json FROM documents", {}, [&](const Statement& row) {
+        one.clear();
+        decodeStoredInto(one, problems, row.text(0), "document");
+        if (!one.empty())
+            visit(std::move(one.front()));
+    });
+    return problems;
+}
+
 std::optional<RecoveryDocument> DocumentStore::loadDocument(const Uuid& id) const
 {
     return decodeFirst<RecoveryDocument>(store_.query("SELECT json FROM documents WHERE id=?", {id.text()}),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/Date.h"
+#include "base/FunctionRef.h"
 #include "storage/ContentStore.h"
 #include "storage/Outbox.h"
 #include "storage/RecoveryDocument.h"
@@ -34,6 +35,11 @@ public:
     /// All documents, discarded ones included, in no particular order. A damaged record does not take the others with
     /// it. About 2 microseconds a document.
     Documents loadDocuments() const;
+
+    /// The headers of all documents, in no particular order, one after another and without keeping them. Returns one
+    /// sentence for each record that cannot be read; one that is damaged elsewhere has a header all the same. Holds the
+    /// library's lock meanwhile, so `visit` only takes what it needs. About 1 microsecond a document.
+    std::vector<std::string> forEachHeader(FunctionRef<void(RecoveryDocumentHeader&& header)> visit) const;
 
     /// Absent if there is none. Throws `storage` if its record is damaged.
     std::optional<RecoveryDocument> loadDocument(const Uuid& id) const;

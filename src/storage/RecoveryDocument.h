@@ -73,6 +73,34 @@ struct RecoveryDocument {
     friend bool operator==(const RecoveryDocument&, const RecoveryDocument&) = default;
 };
 
+/// What lists show of a document: a part of its record that is read faster than the whole. Never written.
+struct RecoveryDocumentHeader {
+    Uuid id;
+    std::string title;
+    std::optional<std::string> displayTitle;
+    std::optional<std::string> externalPath;
+    bool missingOriginal = false;
+    bool deleted = false;
+    Date createdAt;
+    Date updatedAt;
+
+    const std::string& shownTitle() const { return displayTitle ? *displayTitle : title; }
+
+    static constexpr auto fields()
+    {
+        using R = RecoveryDocumentHeader;
+        return std::tuple{field("id", &R::id),
+                          field("title", &R::title),
+                          field("displayTitle", &R::displayTitle),
+                          field("externalPath", &R::externalPath),
+                          field("missingOriginal", &R::missingOriginal),
+                          field("deleted", &R::deleted),
+                          field("createdAt", &R::createdAt),
+                          field("updatedAt", &R::updatedAt)};
+    }
+    friend bool operator==(const RecoveryDocumentHeader&, const RecoveryDocumentHeader&) = default;
+};
+
 /// One stored state of a document. A row of `revisions`; never changed.
 struct RecoveryRevision {
     Uuid id;

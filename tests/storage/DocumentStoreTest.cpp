@@ -10,6 +10,7 @@
 #include "storage/WindowStore.h"
 
 #include <algorithm>
+#include <map>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -291,6 +292,34 @@ TEST_F(DocumentStoreTest, FindsWhatIsBoundToAFileByItsIndex)
         library.execute(index.sql);
     expectAll("by one that was made afterwards");
     EXPECT_TRUE(library.integrityCheck());
+}
+
+// Headers are read for all documents that have what a list shows, however damaged the rest of a record is.
+TEST_F(DocumentStoreTest, ReadsHeadersOfAllThatCanBeListed)
+{
+    auto full = documents.newDocument("Title");
+    full.displayTitle = "Shown";
+    full.externalPath = "/tmp/a";
+    full.missingOriginal = full.deleted = true;
+    full.updatedAt = {now.seconds + 7};
+    documents.createDocument(full);
+    const auto plain = create();
+    library.execute("UPDATE documents SET json=CAST(replace(json,'\"utf8\"','\"unheard of\"') AS BLOB) WHERE id=?",
+                    {plain.id.text()});
+    library.execute("INSERT INTO documents(id,json) VALUES('x','{\"id\":1}'),('y','{broken')");
+    EXPECT_THROW(documents.loadDocument(plain.id), RecoveryError);
+
+    std::map<Uuid, RecoveryDocumentHeader> headers;
+    const auto problems = documents.forEachHeader(
+        [&](RecoveryDocumentHeader&& header) { headers.emplace(header.id, std::move(header)); });
+    EXPECT_EQ(problems.size(), 2u);
+    ASSERT_EQ(headers.size(), 2u);
+    const RecoveryDocumentHeader expected{full.id, "Title", "Shown",        "/tmp/a",
+                                          true,    true,    full.createdAt, full.updatedAt};
+    EXPECT_EQ(headers.at(full.id), expected);
+    EXPECT_EQ(headers.at(full.id).shownTitle(), "Shown");
+    EXPECT_EQ(headers.at(plain.id).shownTitle(), plain.title);
+    EXPECT_FALSE(headers.at(plain.id).externalPath);
 }
 
 TEST_F(DocumentStoreTest, RecordChangesKeepWhatIsNotTheirs)
