@@ -29,8 +29,9 @@
 ///
 /// encodeRecord writes the keys in that order, compact, and leaves absent optionals out. decodeRecord ignores keys it
 /// does not know, unless the record has a member `UnknownMembers unknownMembers`: then they are kept and written behind
-/// the others. An enumeration that is stored has a function `storedWords(E)`, found by its argument, that returns an
-/// array of (value, word) pairs.
+/// the others. A field that is absent in the JSON is an error unless it is optional, or the record says
+/// `static constexpr bool absentFieldsKeepTheirValue = true`. An enumeration that is stored has a function
+/// `storedWords(E)`, found by its argument, that returns an array of (value, word) pairs.
 namespace penmark {
 
 /// What cannot be decoded. what() is a clause such as: “head” is not an identifier
@@ -76,6 +77,12 @@ concept KeepsUnknownMembers = requires(T t)
     {
         t.unknownMembers
         } -> std::same_as<UnknownMembers&>;
+};
+
+template <class T>
+concept ToleratesAbsentFields = requires
+{
+    requires T::absentFieldsKeepTheirValue;
 };
 
 template <class T>
@@ -153,6 +160,9 @@ void encodeValue(std::string& out, const std::set<T>& values);
 template <class T>
 void encodeValue(std::string& out, const std::map<Uuid, T>& values);
 
+template <class T>
+void encodeValue(std::string& out, const std::map<std::string, T>& values);
+
 namespace detail {
 
 template <class Values>
@@ -209,6 +219,16 @@ void encodeValue(std::string& out, const std::map<Uuid, T>& values)
     bool first = true;
     for (const auto& [key, value] : values)
         detail::encodeMember(out, key.text(), value, first);
+    out += '}';
+}
+
+template <class T>
+void encodeValue(std::string& out, const std::map<std::string, T>& values)
+{
+    out += '{';
+    bool first = true;
+    for (const auto& [key, value] : values)
+        detail::encodeMember(out, key, value, first);
     out += '}';
 }
 
@@ -319,6 +339,9 @@ void decodeValue(const JsonValue& json, std::string_view key, std::set<T>& value
 template <class T>
 void decodeValue(const JsonValue& json, std::string_view key, std::map<Uuid, T>& values);
 
+template <class T>
+void decodeValue(const JsonValue& json, std::string_view key, std::map<std::string, T>& values);
+
 template <HasFields R>
 void decodeValue(const JsonValue& json, std::string_view key, R& record);
 
@@ -392,6 +415,17 @@ void decodeValue(const JsonValue& json, std::string_view key, std::map<Uuid, T>&
         detail::refuse(key, "is not a map");
 }
 
+template <class T>
+void decodeValue(const JsonValue& json, std::string_view key, std::map<std::string, T>& values)
+{
+    values.clear();
+    const bool isObject = json.forEachMember([&](std::string_view name, const JsonValue& member) {
+        decodeValue(member, key, values[std::string(name)] = {});
+    });
+    if (!isObject)
+        detail::refuse(key, "is not a map");
+}
+
 /// Into a record as it was made: a field that is absent keeps its first value.
 template <HasFields R>
 void decodeValue(const JsonValue& json, std::string_view key, R& record)
@@ -407,7 +441,8 @@ void decodeValue(const JsonValue& json, std::string_view key, R& record)
     });
     if (!isObject)
         detail::refuse(key, "is not a record");
-    detail::requireAll<R>(seen, indexes);
+    if constexpr (!ToleratesAbsentFields<R>)
+        detail::requireAll<R>(seen, indexes);
 }
 
 /// Throws RecordError if the text is not JSON, a field is missing, has the wrong type or an unknown word.

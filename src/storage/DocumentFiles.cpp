@@ -22,10 +22,22 @@ struct FileText {
     std::string digest;  // of the bytes
 };
 
-FileText readText(const fs::path& file)
+FileText readText(const fs::path& file, std::optional<RecoveryEncoding> encoding = {})
 {
     const std::string bytes = readOriginal(file);
-    return {decodeText(bytes), sha256(bytes)};
+    return {encoding ? DecodedText{decodeText(bytes, *encoding), *encoding} : decodeText(bytes), sha256(bytes)};
+}
+
+// Bytes that say nothing of their encoding are read in the one that is known of the file.
+FileText readKnown(const fs::path& file, std::optional<RecoveryEncoding> chosen, RecoveryEncoding known)
+{
+    try {
+        return readText(file, chosen);
+    } catch (const RecoveryError& error) {
+        if (chosen || error.which() != RecoveryError::Case::unsupportedText)
+            throw;
+        return readText(file, known);
+    }
 }
 
 std::string titleOf(const fs::path& file)
@@ -97,7 +109,8 @@ RecoveryDocument DocumentFiles::import(const fs::path& file)
     return documents_.createWithText(document, read.decoded.text).document;
 }
 
-RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::path>& file)
+RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::path>& file,
+                                     const std::optional<std::string>& replaces)
 {
     const auto document = documents_.loadDocument(id);
     if (!document)
@@ -110,7 +123,7 @@ RecoveryDocument DocumentFiles::save(const Uuid& id, const std::optional<fs::pat
     const auto owner = documents_.findBoundTo(path);
     if (owner && owner->id != id)
         throw RecoveryError::storage("The document " + owner->id.text() + " is bound to " + path + " already.");
-    const auto expected = path == document->externalPath ? document->externalDigest : std::nullopt;
+    const auto expected = path == document->externalPath && !replaces ? document->externalDigest : replaces;
 
     const auto text = textOf(*document);
     if (!text)
@@ -160,21 +173,24 @@ void DocumentFiles::makeDurable(const fs::path& file) const
     }
 }
 
-RecoveryDocument DocumentFiles::reload(const Uuid& id)
+RecoveryDocument DocumentFiles::reload(const Uuid& id, std::optional<RecoveryEncoding> encoding,
+                                       std::optional<RecoveryDocument>* kept)
 {
     const auto document = documents_.loadDocument(id);
     if (!document)
         throw RecoveryError::storage("There is no document " + id.text() + ".");
     if (!document->externalPath)
         throw RecoveryError::storage("The document has no file to reload.");
-    const FileText read = readText(*document->externalPath);
+    const FileText read = readKnown(*document->externalPath, encoding, document->encoding);
     const auto prepared = content_.prepareText(read.decoded.text);
     const auto replaced = textToKeep(*document, read.decoded.text);
     return store_.transaction([&] {
         if (replaced) {
-            RecoveryDocument kept = documents_.newDocument(document->shownTitle() + " — before reload");
-            kept.languageName = document->languageName;
-            documents_.createWithText(kept, *replaced);
+            RecoveryDocument before = documents_.newDocument(document->shownTitle() + " — before reload");
+            before.languageName = document->languageName;
+            before = documents_.createWithText(before, *replaced).document;
+            if (kept)
+                *kept = std::move(before);
         }
         return documents_
             .writeRevision(id, document->head, prepared,

@@ -31,13 +31,17 @@ public:
     /// Writes the head's text, in the recorded encoding, to the bound file, or to `file`, to which the document is
     /// bound once it is written. A bound file that holds just these bytes already is left alone and counts as saved.
     /// Throws as RecoveryFileAccess::saveFile does; `storage` if there is neither a bound file nor a path, or if
-    /// another document is bound to that path.
-    RecoveryDocument save(const Uuid& id, const std::optional<std::filesystem::path>& file = {});
+    /// another document is bound to that path. A file that is there already is replaced only if it is the one with the
+    /// digest `replaces`.
+    RecoveryDocument save(const Uuid& id, const std::optional<std::filesystem::path>& file = {},
+                          const std::optional<std::string>& replaces = {});
 
     /// Takes the file's text as a new revision, and keeps the text it replaces, if it is another, as a document of its
     /// own under the title followed by " — before reload". A text that is damaged in the library cannot be kept and
-    /// does not stop the reload.
-    RecoveryDocument reload(const Uuid& id);
+    /// does not stop the reload. The file is read in the given encoding, or in the one that its bytes show.
+    /// `kept` is told of the document that the replaced text has become.
+    RecoveryDocument reload(const Uuid& id, std::optional<RecoveryEncoding> encoding = {},
+                            std::optional<RecoveryDocument>* kept = nullptr);
 
     /// The absolute path under which a file is known: links resolved, as far as it exists. Throws `storage` if it is
     /// not valid UTF-8, since a record could not hold it, or inside the library's own folder, which is nobody else's.

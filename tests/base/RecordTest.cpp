@@ -152,5 +152,30 @@ TEST(Json, AVisitorMayParseOnItsOwn)
     EXPECT_EQ(seen, "[1,2][3]");
 }
 
+struct Tolerant {
+    std::int64_t count = 3;
+    std::map<std::string, std::vector<std::string>> keys{{"old", {"x"}}};
+    UnknownMembers unknownMembers;
+
+    static constexpr bool absentFieldsKeepTheirValue = true;
+    static constexpr auto fields()
+    {
+        return std::tuple{field("count", &Tolerant::count), field("keys", &Tolerant::keys)};
+    }
+    friend bool operator==(const Tolerant&, const Tolerant&) = default;
+};
+
+// Files that people write say as little as they like, but what they say is still checked.
+TEST(Record, MayTolerateAbsentFields)
+{
+    EXPECT_EQ(decodeRecord<Tolerant>("{}"), Tolerant());
+    EXPECT_EQ(decodeRecord<Tolerant>(R"({"count":4})").count, 4);
+    const Tolerant kept = decodeRecord<Tolerant>(R"({"keys":{"b\"":["1","2"],"a":[]},"other":1})");
+    EXPECT_EQ(kept.keys, (std::map<std::string, std::vector<std::string>>{{"a", {}}, {"b\"", {"1", "2"}}}));
+    EXPECT_EQ(encodeRecord(kept), R"({"count":3,"keys":{"a":[],"b\"":["1","2"]},"other":1})");
+    for (const char* wrong : {R"({"count":"4"})", R"({"keys":[]})", R"({"keys":{"a":"1"}})", "[]"})
+        EXPECT_THROW(decodeRecord<Tolerant>(wrong), RecordError) << wrong;
+}
+
 }  // namespace
 }  // namespace penmark

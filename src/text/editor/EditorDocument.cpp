@@ -22,6 +22,15 @@ void EditorDocument::adopt()
 {
     const LineEndCounts ends = text().lineEnds();
     options_.lineEnd = ends.crlf > ends.lf && ends.crlf >= ends.cr ? "\r\n" : ends.cr > ends.lf ? "\r" : "\n";
+    if (ends == LineEndCounts())
+        options_.lineEnd = defaults_.lineEnd;
+    options_.indentWithTabs = defaults_.indentWithTabs;
+    options_.indentWidth = defaults_.indentWidth;
+    options_.tabWidth = defaults_.tabWidth;
+    if (!defaults_.detectIndentation) {
+        setLanguage(language_);
+        return;
+    }
     if (const std::optional<IndentationStyle> found = detectIndentation(text())) {
         options_.indentWithTabs = found->tabs;
         if (found->width)
@@ -38,6 +47,12 @@ void EditorDocument::load(TextSnapshot text, EditorLanguage language)
     options_ = {};
     alwaysHighlight_ = false;
     buffer_.load(std::move(text));  // calls textChanged
+}
+
+void EditorDocument::useDefaults(const Defaults& defaults)
+{
+    defaults_ = defaults;
+    adopt();
 }
 
 void EditorDocument::setLanguage(EditorLanguage language)

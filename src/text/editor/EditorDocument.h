@@ -35,6 +35,16 @@ public:
     /// Another text; finds out how it is indented and how its lines end.
     void load(TextSnapshot text, EditorLanguage language);
 
+    /// What a text that does not say it itself is edited with.
+    struct Defaults {
+        bool indentWithTabs = false;
+        std::size_t indentWidth = 4;
+        std::size_t tabWidth = 4;
+        bool detectIndentation = true;
+        std::string lineEnd = "\n";
+    };
+    void useDefaults(const Defaults& defaults);
+
     EditorLanguage language() const { return language_; }
     void setLanguage(EditorLanguage language);
     EditOptions& options() { return options_; }
@@ -51,6 +61,8 @@ public:
 
     /// Words, characters and lines; absent for a large text.
     const TextStatistics* statistics();
+    /// The same if they have been asked for before: counting a large text for the first time takes a while.
+    const TextStatistics* countedStatistics() const { return statistics_ && !isLarge() ? &*statistics_ : nullptr; }
 
 private:
     void textChanged(const TextChange& change) override;
@@ -59,6 +71,7 @@ private:
     TextBuffer buffer_;
     EditorLanguage language_;
     EditOptions options_;
+    Defaults defaults_;
     Highlighter highlighter_;
     bool highlights_ = false;
     bool alwaysHighlight_ = false;
