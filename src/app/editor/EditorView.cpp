@@ -2,6 +2,7 @@
 #include "app/editor/EditorView.h"
 
 #include "app/editor/EditorAccessible.h"
+#include "app/editor/EditorKeys.h"
 #include "app/editor/FindMarkBar.h"
 #include "text/BracketMatcher.h"
 #include "text/Characters.h"
@@ -42,7 +43,7 @@ QFont defaultFont()
 
 EditorView::EditorView(EditorDocument& document, QWidget* parent)
     : QAbstractScrollArea(parent), document_(document), editor_(document), layout_(document.buffer()),
-      colors_(&lightColorScheme())
+      colors_(&lightColorScheme()), keys_(&defaultEditorKeys())
 {
     installEditorAccessible();
     document_.buffer().addObserver(*this);

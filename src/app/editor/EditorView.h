@@ -22,6 +22,7 @@ namespace penmark {
 
 struct ColorScheme;
 struct EditorCommand;
+class EditorKeys;
 
 /// Shows a document and lets it be edited: draws what is visible from a ViewLayout, and turns keys, mouse, input
 /// methods and drops into commands of its TextEditor. Any number of views can show one document.
@@ -49,6 +50,8 @@ public:
     /// Draws what changed. For commands that change carets or folds through editor().
     void refresh(bool showCaret = true);
 
+    /// What keys mean; they outlive the view. Null: the default keys.
+    void setKeys(const EditorKeys* keys);
     void setEditorFont(const QFont& font);
     void setColors(const ColorScheme& colors);
     const ColorScheme& colors() const { return *colors_; }
@@ -174,6 +177,7 @@ private:
     TextEditor editor_;
     ViewLayout layout_;
     const ColorScheme* colors_;
+    const EditorKeys* keys_;
     QFont font_;
     int zoom_ = 0;
     bool showsBlanks_ = false;

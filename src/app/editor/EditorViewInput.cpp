@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/editor/Colors.h"
 #include "app/editor/EditorCommands.h"
+#include "app/editor/EditorKeys.h"
 #include "app/editor/EditorView.h"
 #include "app/editor/Strings.h"
 #include "text/commands/Clipboard.h"
@@ -91,19 +92,20 @@ commands::ClipboardText fromClipboard(const QMimeData& data)
 
 namespace {
 
-// The command of a key, wherever it is on the keyboard.
-const EditorCommand* commandOf(const QKeyEvent& event)
+struct Meaning {
+    const EditorCommand* command = nullptr;
+    bool isTaken = false;
+};
+
+// Of what a key may stand for, the first that means something counts, whoever it belongs to.
+Meaning meaningOf(const QKeyEvent& event, const EditorKeys& keys)
 {
-    // The keypad's keys are the same keys.
-    const QKeyCombination key(event.modifiers() & ~Qt::KeypadModifier, static_cast<Qt::Key>(event.key()));
-    if (const EditorCommand* command = editorCommand(key))
-        return command;
-    // Signs that take Shift on some keyboards bring it along: Ctrl+Shift+[ arrives as Ctrl+Shift+{.
-    const bool isSign = event.key() > Qt::Key_Space && event.key() < Qt::Key_Escape &&
-                        !QChar::isLetterOrNumber(static_cast<char32_t>(event.key()));
-    if (!isSign || !event.modifiers().testFlag(Qt::ShiftModifier))
-        return nullptr;
-    return editorCommand(QKeyCombination(key.keyboardModifiers() & ~Qt::ShiftModifier, key.key()));
+    for (const QKeyCombination key : combinationsOf(event)) {
+        const Meaning meaning{keys.commandFor(key), keys.isTaken(key)};
+        if (meaning.command || meaning.isTaken)
+            return meaning;
+    }
+    return {};
 }
 
 // Joiners, direction marks and signs beyond 16 bits are typed like letters; controls are not.
@@ -118,7 +120,8 @@ bool EditorView::event(QEvent* event)
 {
     if (event->type() == QEvent::ShortcutOverride) {
         const auto* key = static_cast<QKeyEvent*>(event);
-        if (commandOf(*key) && !(key->key() == Qt::Key_Escape && editor_.carets().size() == 1))
+        const Meaning meaning = meaningOf(*key, *keys_);
+        if ((meaning.command || meaning.isTaken) && !(key->key() == Qt::Key_Escape && editor_.carets().size() == 1))
             event->accept();
         return true;
     }
@@ -134,6 +137,11 @@ bool EditorView::event(QEvent* event)
     return QAbstractScrollArea::event(event);
 }
 
+void EditorView::setKeys(const EditorKeys* keys)
+{
+    keys_ = keys ? keys : &defaultEditorKeys();
+}
+
 void EditorView::run(const EditorCommand& command)
 {
     if (command.edits && readOnly_)
@@ -147,9 +155,14 @@ void EditorView::run(const EditorCommand& command)
 void EditorView::keyPressEvent(QKeyEvent* event)
 {
     scrollAnimation_.stop();
-    const EditorCommand* command = commandOf(*event);
+    const Meaning meaning = meaningOf(*event, *keys_);
+    const EditorCommand* command = meaning.command;
     const bool letters =
         isTyped(event->text()) && !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
+    if (meaning.isTaken && !isTyping(*event)) {
+        event->ignore();
+        return;
+    }
     // With nothing to give up Esc is for whoever is around: a bar, a dialog.
     const bool idleEscape =
         event->key() == Qt::Key_Escape && editor_.carets().size() == 1 && !editor_.carets().hasSelection();
