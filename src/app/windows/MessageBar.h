@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "app/windows/DocumentMessage.h"
+
+#include <QFrame>
+#include <functional>
+#include <vector>
+
+class QHBoxLayout;
+class QLabel;
+class QToolButton;
+
+namespace penmark {
+
+/// One line above a document: a sentence, what can be done about it, and a button that hides it. Never takes the focus
+/// by itself.
+class MessageBar final : public QFrame {
+    Q_OBJECT
+
+public:
+    struct Button {
+        QString name;
+        std::function<void()> run;
+    };
+
+    explicit MessageBar(QWidget* parent);
+
+    void show(const QString& sentence, DocumentMessage::Weight weight, const std::vector<Button>& buttons);
+    QString sentence() const { return sentence_; }
+
+signals:
+    void dismissed();
+
+private:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+    QString sentence_;
+    DocumentMessage::Weight weight_ = DocumentMessage::Weight::note;
+    QLabel* label_;
+    QHBoxLayout* buttons_;
+    QToolButton* close_;
+};
+
+}  // namespace penmark
