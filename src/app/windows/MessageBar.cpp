@@ -10,7 +10,9 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QToolButton>
+#include <algorithm>
 
 namespace penmark {
 
@@ -46,7 +48,7 @@ MessageBar::MessageBar(QWidget* parent)
     label_->setTextFormat(Qt::PlainText);
     label_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     label_->setWordWrap(true);
-    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     layout->addWidget(label_, 1);
     buttons_->setSpacing(6);
     layout->addLayout(buttons_);
@@ -87,6 +89,18 @@ void MessageBar::show(const QString& sentence, DocumentMessage::Weight weight, c
     update();
     QAccessibleEvent event(this, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);
+}
+
+QSize MessageBar::sizeHint() const
+{
+    return {QFrame::sizeHint().width(), layout()->totalHeightForWidth(std::max(width(), minimumSizeHint().width()))};
+}
+
+void MessageBar::resizeEvent(QResizeEvent* event)
+{
+    QFrame::resizeEvent(event);
+    if (event->oldSize().width() != width())
+        updateGeometry();
 }
 
 bool MessageBar::event(QEvent* event)

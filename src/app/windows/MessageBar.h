@@ -29,12 +29,17 @@ public:
     void show(const QString& sentence, DocumentMessage::Weight weight, const std::vector<Button>& buttons);
     QString sentence() const { return sentence_; }
 
+    /// As high as the sentence needs at the bar's width.
+    QSize sizeHint() const override;
+    bool hasHeightForWidth() const override { return false; }
+
 signals:
     void dismissed();
 
 private:
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
     QString sentence_;
     DocumentMessage::Weight weight_ = DocumentMessage::Weight::note;
