@@ -13,6 +13,7 @@
 #include <QRegularExpression>
 #include <QTimer>
 #include <atomic>
+#include <memory>
 
 namespace penmark {
 namespace {
@@ -29,13 +30,15 @@ protected:
         settle();
         isFull = true;
         const auto lock = program->documents().library().store().lock();
-        program->documents().library().store().beforeCommit = [this] {
-            if (isFull)
+        program->documents().library().store().beforeCommit = [full = full] {
+            if (*full)
                 throw RecoveryError::storage("The disk is full.");
         };
     }
 
-    std::atomic<bool> isFull = false;
+    // The program ends behind this object, and stores once more.
+    std::shared_ptr<std::atomic<bool>> full = std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool>& isFull = *full;
 };
 
 TEST_F(WindowStoringTest, StoresWhatIsLeft)
@@ -188,8 +191,7 @@ TEST_F(WindowStoringTest, ManyTabsAndDocumentsAreNoBurden)
         store.transaction([&] {
             for (int number = 0; number < documents; ++number) {
                 const RecoveryDocument made = stored.newDocument("Document " + std::to_string(number));
-                const auto text = ContentStore(store).prepareText("text of " + std::to_string(number));
-                stored.createWithText(made, text);
+                stored.createWithText(made, "text of " + std::to_string(number));
                 if (number < tabCount)
                     record.documents.push_back(made.id);
             }
