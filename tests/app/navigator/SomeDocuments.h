@@ -6,7 +6,6 @@
 #include "app/navigator/PreviewSource.h"
 
 #include <cstdio>
-#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,13 +64,5 @@ public:
         requests.push_back({std::move(ids), std::move(answer)});
     }
 };
-
-/// In milliseconds, of this thread: what else the machine does is not counted.
-inline double cpuTime()
-{
-    timespec time{};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-}
 
 }  // namespace penmark

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "text/highlight/Highlighter.h"
 
-#include "text/CpuTime.h"
+#include "CpuTime.h"
 #include "text/TextEdit.h"
 
 #include <algorithm>
@@ -156,7 +156,7 @@ TEST(HighlighterTest, ColoursVisibleLinesOfAHugeTextAtOnce)
     EXPECT_EQ(highlighter.tokens(LineNumber(900'000), tokens), Highlighter::Certainty::provisional);
     EXPECT_EQ(tokens.size(), 2U) << "the colours stay until they are known to be wrong";
     const std::chrono::duration<double> took = cpuTime() - began;
-    EXPECT_LT(took.count(), 0.02);
+    EXPECT_LT(took.count(), granted(0.002));
     changed.clear();
     while (true) {
         const Highlighter::Work work = highlighter.work(1'000'000);
@@ -238,7 +238,7 @@ TEST(HighlighterTest, ReadsHundredsOfThousandsOfEditedLinesOnce)
         ++calls;
     const std::chrono::duration<double> took = cpuTime() - begin;
     EXPECT_LT(calls, 2 * lines * lineBytes / 20'000);
-    EXPECT_LT(took.count(), 10);
+    EXPECT_LT(took.count(), granted(1));
     EXPECT_TRUE(tokensOf(highlighter, 1)[0].kind == TokenKind::number);
     EXPECT_TRUE(tokensOf(highlighter, 5)[0].kind == TokenKind::comment);
     EXPECT_TRUE(tokensOf(highlighter, lines - 5)[0].kind == TokenKind::number);
