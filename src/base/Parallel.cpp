@@ -3,13 +3,50 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 namespace penmark {
+
+namespace {
+
+// The kernel's struct sched_attr in its first size; its header cannot be included beside that of the C library.
+struct SchedulingAttributes {
+    std::uint32_t size = sizeof(SchedulingAttributes);
+    std::uint32_t policy = SCHED_OTHER;
+    std::uint64_t flags = 0;
+    std::int32_t nice = 0;
+    std::uint32_t priority = 0;
+    std::uint64_t runtime = 0;  // ns; of an ordinary thread the time that it may go on when another one wakes up
+    std::uint64_t deadline = 0;
+    std::uint64_t period = 0;
+};
+
+constexpr int backgroundNice = 10;
+constexpr std::uint64_t backgroundSlice = 100'000;  // the shortest; by itself a kernel from 6.6 on grants some 3 ms
+
+thread_local bool isInBackground = false;
+
+}  // namespace
+
+void workInBackground() noexcept
+{
+    isInBackground = true;
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), backgroundNice);
+    SchedulingAttributes attributes;
+    attributes.nice = backgroundNice;
+    attributes.runtime = backgroundSlice;
+    ::syscall(SYS_sched_setattr, 0, &attributes, 0);  // older kernels refuse or ignore it, and wake others at once
+}
 
 std::size_t workerLimit() noexcept
 {
@@ -34,8 +71,9 @@ void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::siz
         }
     };
 
+    const std::size_t limit = isInBackground ? workerLimit() - 1 : workerLimit();
     std::vector<std::jthread> others;
-    for (std::size_t worker = 1; worker < std::min(count, workerLimit()); ++worker) {
+    for (std::size_t worker = 1; worker < std::min(count, limit); ++worker) {
         try {
             others.emplace_back(run, worker);
         } catch (const std::system_error&) {

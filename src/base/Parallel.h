@@ -13,6 +13,11 @@ namespace penmark {
 /// and is thrown here. Starting the threads takes some 50 microseconds, so little work belongs elsewhere.
 void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work);
 
+/// The calling thread, and those that parallelFor starts for it, let others go first from now on: they have a tenth of
+/// the weight where both want a core, can be interrupted at once, and parallelFor leaves one core free. For work that
+/// goes on while somebody types. It cannot be taken back.
+void workInBackground() noexcept;
+
 /// The number of threads that parallelFor uses at most, the caller's included.
 std::size_t workerLimit() noexcept;
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/documents/LibraryQueue.h"
 
+#include "base/Parallel.h"
 #include "base/SystemError.h"
 #include "base/Utf8.h"
 
@@ -12,15 +13,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 namespace penmark {
 
 class LibraryQueue::Worker {
 public:
-    /// Above 0, `nice` lets others go first; threads that the worker starts inherit it.
-    explicit Worker(int nice) : thread_([this, nice] { work(nice); }) {}
+    explicit Worker(bool inBackground) : thread_([this, inBackground] { work(inBackground); }) {}
 
     ~Worker()
     {
@@ -48,10 +45,10 @@ public:
     }
 
 private:
-    void work(int nice)
+    void work(bool inBackground)
     {
-        if (nice > 0)
-            setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), nice);
+        if (inBackground)
+            workInBackground();
         std::unique_lock hold(mutex_);
         for (;;) {
             changed_.wait(hold, [&] { return ending_ || !tasks_.empty(); });
@@ -79,7 +76,7 @@ private:
 };
 
 LibraryQueue::LibraryQueue(std::unique_ptr<RecoveryStore> store)
-    : store_(std::move(store)), writer_(std::make_unique<Worker>(10)), reader_(std::make_unique<Worker>(0))
+    : store_(std::move(store)), writer_(std::make_unique<Worker>(true)), reader_(std::make_unique<Worker>(false))
 {}
 
 LibraryQueue::~LibraryQueue()
