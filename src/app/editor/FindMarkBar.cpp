@@ -17,8 +17,25 @@ void FindMarkBar::setMarks(std::vector<double> marks, const ColorScheme& colors)
     update();
 }
 
+QRect FindMarkBar::handle() const
+{
+    if (minimum() == maximum())
+        return {};
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    return style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider, this);
+}
+
+// Each key in a text changes the range by less than can be seen, and painting the bar costs as much as the line.
+void FindMarkBar::sliderChange(SliderChange change)
+{
+    if (handle() != painted_)
+        QScrollBar::sliderChange(change);
+}
+
 void FindMarkBar::paintEvent(QPaintEvent* event)
 {
+    painted_ = handle();
     QScrollBar::paintEvent(event);
     if (marks_.empty())
         return;

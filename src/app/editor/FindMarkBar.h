@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QRect>
 #include <QScrollBar>
 #include <vector>
 
@@ -19,8 +20,12 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void sliderChange(SliderChange change) override;
 
 private:
+    QRect handle() const;
+
+    QRect painted_;  // the handle
     std::vector<double> marks_;
     const ColorScheme* colors_ = nullptr;
 };

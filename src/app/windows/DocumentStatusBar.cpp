@@ -66,7 +66,7 @@ void DocumentStatusBar::setDocument(RecoveryBuffer* buffer, EditorView* view)
             disconnect(buffer_, nullptr, this, nullptr);
         if (buffer) {
             connect(buffer, &RecoveryBuffer::onEdit, this, &DocumentStatusBar::refresh);
-            connect(buffer, &RecoveryBuffer::stateChanged, this, &DocumentStatusBar::update);
+            connect(buffer, &RecoveryBuffer::stateChanged, this, &DocumentStatusBar::refresh);
         }
     }
     buffer_ = buffer;

@@ -51,7 +51,7 @@ DocumentWindow::DocumentWindow(Program& program, RecoveryWindow record)
     connect(&program_.documents().headers(), &DocumentHeaders::changed, this, [this](std::size_t index) {
         const Uuid& document = program_.documents().headers().all()[index].id;
         if (tabs_.contains(document))
-            tabChanged(document);
+            tabChangesSoon(document);
     });
     connect(&program_.documents().headers(), &DocumentHeaders::loaded, this, &DocumentWindow::tabsChanged);
     connect(&program_.records(), &WindowRecords::collect, this, [this] {
@@ -120,6 +120,13 @@ void DocumentWindow::createContent()
                     state = other->giveTab(document);
             }
             insertTab(document, static_cast<std::size_t>(index), std::move(state));
+        }
+    });
+    changedTabsTimer_.setSingleShot(true);
+    connect(&changedTabsTimer_, &QTimer::timeout, this, [this] {
+        for (const Uuid& document : std::exchange(changedTabs_, {})) {
+            if (tabs_.contains(document))
+                tabChanged(document);
         }
     });
     barTimer_.setSingleShot(true);

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <utility>
 #include <vector>
@@ -145,7 +146,8 @@ private:
     void forgetOldPanes();
     DocumentTabBar::Tab tabOf(const Uuid& document) const;
     void tabsChanged();
-    void tabChanged(const Uuid& document);  ///< its title, its file or its state
+    void tabChanged(const Uuid& document);      ///< its title, its file or its state
+    void tabChangesSoon(const Uuid& document);  ///< behind the frame that shows the key
     void updateTitle();
     void act(MessageAction action);
     void tabMenu(const Uuid& document, const QPoint& at);
@@ -170,6 +172,8 @@ private:
     MessageBar* bar_ = nullptr;  // made when it is needed
     bool barIsUrgent_ = false;   // it tells of a failure and offers what to do
     QTimer barTimer_;
+    std::set<Uuid> changedTabs_;
+    QTimer changedTabsTimer_;
     std::map<Uuid, DocumentPane*> panes_;
     std::vector<Uuid> paneUse_;                                  // the latest first
     std::map<Uuid, std::pair<std::size_t, std::size_t>> goals_;  // where to go once it has been read

@@ -31,6 +31,7 @@ namespace penmark {
 
 namespace {
 
+constexpr auto behindTheKey = std::chrono::milliseconds(60);
 constexpr std::size_t livePanes = 12;  // of a window; others keep their carets and are read again
 
 }  // namespace
@@ -79,6 +80,13 @@ void DocumentWindow::tabChanged(const Uuid& document)
         updateTitle();
 }
 
+void DocumentWindow::tabChangesSoon(const Uuid& document)
+{
+    changedTabs_.insert(document);
+    if (!changedTabsTimer_.isActive())
+        changedTabsTimer_.start(behindTheKey);
+}
+
 void DocumentWindow::updateTitle()
 {
     const auto selected = tabs_.selected();
@@ -110,7 +118,7 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
     connect(pane, &DocumentPane::filesDropped, this,
             [this](const QList<QUrl>& urls) { program_.openDropped(urls, *this); });
     program_.documents().load(document, pane, [this, pane](RecoveryBuffer& buffer) {
-        connect(&buffer, &RecoveryBuffer::stateChanged, pane, [this, pane] { tabChanged(pane->document()); });
+        connect(&buffer, &RecoveryBuffer::stateChanged, pane, [this, pane] { tabChangesSoon(pane->document()); });
         pane->setBuffer(buffer, tabs_.stateOf(pane->document()));
         if (const auto goal = goals_.find(pane->document()); goal != goals_.end()) {
             goTo(pane->document(), goal->second.first, goal->second.second);

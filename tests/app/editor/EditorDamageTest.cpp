@@ -194,6 +194,7 @@ TEST(EditorDamage, PaintsOnlyWhatChanged)
     const int row = static_cast<int>(editor.view.textLayout().rowHeight());
     const int over = 2 * ((row + 3) / 4);
     PaintRecord record(editor.area());
+    PaintRecord bar(editor.view.verticalScrollBar());
     const auto height = [&] {
         editor.settle();
         const int painted = record.region.boundingRect().height();
@@ -213,6 +214,10 @@ TEST(EditorDamage, PaintsOnlyWhatChanged)
     // What nobody sees costs no painting.
     editor.document.buffer().apply(TextEdit({Utf8Offset(25 * 150), Utf8Offset(25 * 150)}, "x"), {}, {});
     EXPECT_EQ(height(), 0) << "an edit far below";
+    EXPECT_TRUE(bar.region.isEmpty()) << "the handle is where it was";
+    editor.document.buffer().apply(TextEdit({Utf8Offset(0), Utf8Offset(0)}, std::string(400, '\n')), {}, {});
+    editor.settle();
+    EXPECT_FALSE(bar.region.isEmpty()) << "it has moved and is shorter";
 }
 
 }  // namespace

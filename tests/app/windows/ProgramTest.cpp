@@ -19,6 +19,13 @@ namespace penmark {
 
 namespace {
 
+// What follows a key is shown a moment behind it.
+void showChanges()
+{
+    QTest::qWait(80);
+    QCoreApplication::processEvents();  // timers that were due while this process had to wait
+}
+
 RecoveryConfiguration libraryIn(const TemporaryFolder& folder)
 {
     return {folder.path() / "library", std::nullopt};
@@ -102,6 +109,7 @@ std::string ProgramTest::caret()
 
 std::string ProgramTest::tabs(DocumentWindow& window)
 {
+    showChanges();
     std::string list;
     for (const Uuid& document : window.tabs().documents()) {
         const DocumentTabBar& bar = window.tabBar();
@@ -120,7 +128,7 @@ std::string ProgramTest::tabs(DocumentWindow& window)
 
 std::string ProgramTest::status(DocumentStatusBar::Part part)
 {
-    QTest::qWait(80);  // what follows the caret is shown in a moment
+    showChanges();
     return window().statusLine().textOf(part).toStdString();
 }
 
