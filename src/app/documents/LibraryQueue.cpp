@@ -82,12 +82,22 @@ LibraryQueue::LibraryQueue(std::unique_ptr<RecoveryStore> store)
 LibraryQueue::~LibraryQueue()
 {
     reader_.reset();
+    files_.reset();
     writer_.reset();
+}
+
+LibraryQueue::Worker& LibraryQueue::files()
+{
+    if (!files_)
+        files_ = std::make_unique<Worker>(true);
+    return *files_;
 }
 
 void LibraryQueue::finishWriting()
 {
-    writer_->finish();
+    writer_->finish();  // first: nothing of this waits for a disk that does not answer
+    if (files_)
+        files_->finish();
 }
 
 void LibraryQueue::post(Worker& worker, std::function<void()> task)

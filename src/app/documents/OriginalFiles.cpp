@@ -105,7 +105,7 @@ OriginalFiles::~OriginalFiles() = default;
 
 void OriginalFiles::open(const fs::path& file, QObject* receiver, Opened opened, Refused refused, std::stop_token stop)
 {
-    registry_.library().read(
+    registry_.library().runWithFiles(
         receiver,
         [file, stop](RecoveryStore& store) -> std::optional<FileOpening> {
             try {
@@ -178,7 +178,7 @@ void OriginalFiles::openConverted(const fs::path& file, const std::string& encod
 void OriginalFiles::openAs(const fs::path& file, RecoveryEncoding encoding, QObject* receiver, Opened opened,
                            Refused refused)
 {
-    registry_.library().run(
+    registry_.library().runWithFiles(
         receiver,
         [file, encoding](RecoveryStore& store) -> FileOpening {
             try {
@@ -269,7 +269,7 @@ void OriginalFiles::perform(RecoveryBuffer& buffer, Kind kind, FileWork work, Do
         taken.storesEmpty = true;
         taken.textChanged = taken.textChanged || !idle.record_.head;
         const auto request = std::make_shared<const DocumentRegistry::StoreRequest>(std::move(taken));
-        registry_.library().run(
+        registry_.library().runWithFiles(
             &idle, [request, kind, work](RecoveryStore& store) { return storeAndWork(store, *request, kind, work); },
             [this, &idle, request, kind, done](FileResult result) {
                 const bool succeeded = (kind == Kind::copy || !result.storeFailure) && !result.fileFailure;

@@ -13,6 +13,8 @@
 #include <QFileInfo>
 #include <QFileSystemWatcher>
 #include <QThreadPool>
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <unistd.h>
@@ -122,17 +124,40 @@ void OriginalFiles::stopWatching()
     watcher_.reset();
 }
 
-// The file tells of writing, its folder of another file that takes its place.
+// The file tells of writing, its folder of another file that takes its place. Where they are is asked elsewhere: on a
+// disk that does not answer the question can last for minutes.
 void OriginalFiles::watchFile(const RecoveryBuffer& buffer)
 {
     if (!watcher_ || buffer.isDraft())
         return;
-    const QString path = pathOf(*buffer.record_.externalPath);
-    const QString folder = QFileInfo(path).path();
-    if (!watcher_->files().contains(path) && QFileInfo::exists(path))
-        watcher_->addPath(path);
-    if (!watcher_->directories().contains(folder) && QFileInfo::exists(folder))
-        watcher_->addPath(folder);
+    QStringList wanted{pathOf(*buffer.record_.externalPath)};
+    wanted.push_back(QFileInfo(wanted.front()).path());
+    const auto isWatched = [this](const QString& path) {
+        return watcher_->files().contains(path) || watcher_->directories().contains(path);
+    };
+    wanted.erase(std::remove_if(wanted.begin(), wanted.end(), isWatched), wanted.end());
+    if (wanted.empty())
+        return;
+    inPool(
+        watcher_.get(),
+        [wanted] {
+            QStringList present;
+            std::copy_if(wanted.begin(), wanted.end(), std::back_inserter(present),
+                         [](const QString& path) { return QFileInfo::exists(path); });
+            return present;
+        },
+        [this, isWatched](QStringList present) {
+            // Two documents of one folder ask for it at the same time.
+            present.erase(std::remove_if(present.begin(), present.end(), isWatched), present.end());
+            if (present.empty())
+                return;
+            watcher_->addPaths(present);
+            for (RecoveryBuffer* each : registry_.buffers()) {
+                // It may have changed before it was watched.
+                if (!each->isDraft() && present.contains(pathOf(*each->record_.externalPath)))
+                    check(*each);
+            }
+        });
 }
 
 void OriginalFiles::lookAt(const QString& path)

@@ -9,6 +9,17 @@
 
 namespace penmark {
 
+/// The threads for work with files: more than cores, since such work waits, on some disks for ever.
+inline QThreadPool& filePool()
+{
+    static const auto pool = [] {
+        auto made = std::make_unique<QThreadPool>();
+        made->setMaxThreadCount(8);
+        return made;
+    }();
+    return *pool;
+}
+
 /// Runs `job` on a thread of the pool, for work that has nothing to do with the library, and calls `done` with its
 /// result on the calling thread while the receiver lives. The job throws nothing.
 template <class Job, class Done>
@@ -16,7 +27,7 @@ void inPool(QObject* receiver, Job job, Done done)
 {
     const QPointer<QObject> alive(receiver);
     auto* const mailbox = new QObject;
-    QThreadPool::globalInstance()->start([alive, mailbox, job = std::move(job), done = std::move(done)]() mutable {
+    filePool().start([alive, mailbox, job = std::move(job), done = std::move(done)]() mutable {
         auto result = std::make_shared<decltype(job())>(job());
         QMetaObject::invokeMethod(
             mailbox,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What a window does with files and records; what it shows is in DocumentWindow.cpp.
 #include "app/documents/FileOpening.h"
+#include "app/documents/PoolWork.h"
 #include "app/editor/EditorView.h"
 #include "app/editor/Strings.h"
 #include "app/editor/TextPrinter.h"
@@ -23,7 +24,6 @@
 #include <QMenu>
 #include <QStackedWidget>
 #include <QStandardPaths>
-#include <QThreadPool>
 #include <QUrl>
 #include <algorithm>
 
@@ -396,7 +396,7 @@ void DocumentWindow::exportPdf()
         const bool replaces = QFileInfo::exists(paths.first());
         const QPointer<DocumentWindow> window(this);
         showMessage(tr("Writing %1").arg(paths.first()));
-        QThreadPool::globalInstance()->start(
+        filePool().start(
             [window, path = paths.first(), replaces, root = program_.libraryRoot(), text, title, language, font] {
                 const auto failure =
                     writePdf(toPath(path), replaces, root, [&] { return pdfOf(text, title, language, font); });

@@ -2,10 +2,9 @@
 #include "app/documents/OriginalFiles.h"
 
 #include "app/documents/LibraryFixture.h"
+#include "app/documents/PoolWork.h"
 #include "base/Sha256.h"
 #include "storage/DocumentFiles.h"
-
-#include <QThreadPool>
 
 #include <unistd.h>
 
@@ -393,12 +392,37 @@ TEST_F(OriginalFilesTest, ChangesOfAFileAreSeenWhenItIsWatched)
     EXPECT_TRUE(becomes(buffer, Availability::changed)) << "also behind an own save";
 }
 
+TEST_F(OriginalFilesTest, ADiskThatDoesNotAnswerHoldsUpNoStoringAndNoReading)
+{
+    RecoveryBuffer& saving = openStored(file("far.txt", "far"));
+    RecoveryBuffer& draft = registry.createDraft();
+    registry.retain(draft.id());
+    std::latch answers(1);
+    queue.runWithFiles(
+        &registry, [&](RecoveryStore&) { answers.wait(); }, [] {}, [](const RecoveryError&) {});
+    std::optional<bool> saved;
+    type(saving, " away");
+    originals.save(saving, [&](bool succeeded) { saved = succeeded; });
+    type(draft, "kept");
+    registry.store(draft);
+    EXPECT_TRUE(waitUntil([&] { return draft.isStored(); }));
+    bool isRead = false;
+    queue.read(
+        &registry, [](RecoveryStore& read) { return read.schemaVersion(); }, [&](int) { isRead = true; },
+        [](const RecoveryError&) {});
+    EXPECT_TRUE(waitUntil([&] { return isRead; }));
+    EXPECT_FALSE(saved);
+    answers.count_down();
+    ASSERT_TRUE(waitUntil([&] { return saved.has_value(); }));
+    EXPECT_TRUE(*saved);
+}
+
 TEST_F(OriginalFilesTest, CheckThatASaveOvertookDoesNotCount)
 {
     const auto path = file("letter.txt", "one");
     RecoveryBuffer& buffer = openStored(path);
     // The only thread of the pool is busy until the save has begun.
-    QThreadPool* const pool = QThreadPool::globalInstance();
+    QThreadPool* const pool = &filePool();
     const int threads = pool->maxThreadCount();
     pool->setMaxThreadCount(1);
     std::latch goesOn(1);

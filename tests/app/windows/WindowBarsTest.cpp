@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What windows say of documents: above the text and below it.
+#include "app/documents/PoolWork.h"
 #include "app/editor/EditorView.h"
 #include "app/settings/SettingsStore.h"
 #include "app/windows/CompareWindow.h"
@@ -11,7 +12,6 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMenu>
-#include <QThreadPool>
 #include <QToolButton>
 #include <QUrl>
 
@@ -110,7 +110,7 @@ TEST_F(WindowBarsTest, AFileThatWasJustOpenedIsNoChangedOne)
     for (int look = 0; look < 3; ++look) {
         QEvent back(QEvent::WindowActivate);
         QCoreApplication::sendEvent(&window(), &back);
-        QThreadPool::globalInstance()->waitForDone();
+        filePool().waitForDone();
         QTest::qWait(5);
     }
     EXPECT_EQ(barText(), "");
