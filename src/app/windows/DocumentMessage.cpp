@@ -3,6 +3,7 @@
 
 #include "app/documents/RecoveryBuffer.h"
 #include "app/editor/Strings.h"
+#include "app/windows/StatusTexts.h"
 
 #include <QCoreApplication>
 
@@ -45,7 +46,7 @@ std::optional<DocumentMessage> messageFor(const RecoveryBuffer& buffer)
         return DocumentMessage{toQString(buffer.damage()), Weight::failure,
                                buffer.isDraft() ? std::vector<Action>() : std::vector{Action::reload}};
     if (!buffer.error().empty())
-        return DocumentMessage{toQString(buffer.error()), Weight::failure, {Action::retry, Action::saveCopy}};
+        return DocumentMessage{storeFailureText(buffer.error()), Weight::failure, {Action::retry, Action::saveCopy}};
     const auto availability = buffer.originalAvailability();
     const bool changed = availability == OriginalFileAvailability::changed;
     if (changed)

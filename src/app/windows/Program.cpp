@@ -14,6 +14,7 @@
 #include "app/windows/DocumentPane.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/MessageBar.h"
+#include "app/windows/StatusTexts.h"
 #include "base/Utf8.h"
 #include "storage/DocumentStore.h"
 
@@ -363,8 +364,8 @@ void Program::recordsFailed(const QString& sentence)
     if (windows_.empty() ||
         std::any_of(buffers.begin(), buffers.end(), [](const auto* buffer) { return !buffer->error().empty(); }))
         return;
-    recordsFailure_ = sentence;
-    frontWindow().showBar(sentence, DocumentMessage::Weight::failure, {});
+    recordsFailure_ = storeFailureText(sentence.toStdString());
+    frontWindow().showBar(recordsFailure_, DocumentMessage::Weight::failure, {});
 }
 
 void Program::endRecordsBar()

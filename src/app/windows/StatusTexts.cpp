@@ -7,7 +7,9 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QLocale>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 
 namespace penmark {
 
@@ -28,6 +30,19 @@ QString momentText(Date date)
     return QLocale().toString(moment, QStringLiteral("d MMM yyyy HH:mm"));
 }
 
+// What SQLite and the system say when no text can be stored, whichever it is; empty for everything else.
+QString reasonOfTheDisk(std::string_view sentence)
+{
+    const auto says = [&](std::string_view words) { return sentence.find(words) != std::string_view::npos; };
+    if (says("database or disk is full") || says(std::strerror(ENOSPC)))
+        return Status::tr("disk full");
+    if (says(std::strerror(EDQUOT)))
+        return Status::tr("no room left of what this user may store");
+    if (says("readonly database") || says(std::strerror(EROFS)))
+        return Status::tr("the disk cannot be written to");
+    return {};
+}
+
 QString number(std::size_t value)
 {
     return QLocale().toString(static_cast<qulonglong>(value));
@@ -35,15 +50,27 @@ QString number(std::size_t value)
 
 }  // namespace
 
+QString storeFailureReason(const std::string& sentence)
+{
+    if (const QString known = reasonOfTheDisk(sentence); !known.isEmpty())
+        return known;
+    QString reason = QString::fromStdString(sentence);
+    const QString beginning = QStringLiteral("Penmark could not complete the operation: ");
+    if (reason.startsWith(beginning))
+        reason.remove(0, beginning.size());
+    return reason;
+}
+
+QString storeFailureText(const std::string& sentence)
+{
+    const QString known = reasonOfTheDisk(sentence);
+    return known.isEmpty() ? QString::fromStdString(sentence) : Status::tr("Nothing can be stored: %1").arg(known);
+}
+
 QString storedText(const RecoveryBuffer& buffer)
 {
-    if (!buffer.error().empty()) {
-        QString reason = QString::fromStdString(buffer.error());
-        const QString beginning = QStringLiteral("Penmark could not complete the operation: ");
-        if (reason.startsWith(beginning))
-            reason.remove(0, beginning.size());
-        return Status::tr("Not stored: %1").arg(reason);
-    }
+    if (!buffer.error().empty())
+        return Status::tr("Not stored: %1").arg(storeFailureReason(buffer.error()));
     if (!buffer.isStored())
         return Status::tr("Not stored yet");
     if (!buffer.isInLibrary())

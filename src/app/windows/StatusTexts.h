@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <string>
 
 namespace penmark {
 
@@ -12,6 +13,10 @@ class TextSnapshot;
 struct EditOptions;
 struct TextCounts;
 
+/// Why something was not stored, in as few words as there are: "disk full".
+QString storeFailureReason(const std::string& sentence);
+/// The same as a sentence: "Nothing can be stored: disk full", or the library's own where it is about one text.
+QString storeFailureText(const std::string& sentence);
 /// "Stored 14:02:11", "Not stored yet", or why not.
 QString storedText(const RecoveryBuffer& buffer);
 /// "12:5", or "3 carets".

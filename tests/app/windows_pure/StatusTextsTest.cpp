@@ -2,11 +2,15 @@
 #include "app/windows/StatusTexts.h"
 
 #include "app/documents/LibraryFixture.h"
+#include "base/SystemError.h"
 #include "text/Indentation.h"
 #include "text/TextStatistics.h"
 
 #include <QLocale>
 #include <QRegularExpression>
+#include <cerrno>
+
+#include <sqlite3.h>
 
 namespace penmark {
 namespace {
@@ -37,6 +41,21 @@ TEST_F(StatusTextsTest, WhetherATextIsStored)
     old.record.updatedAt = Date{0};
     old.isInLibrary = old.textIsStored = true;
     EXPECT_TRUE(storedText(RecoveryBuffer(std::move(old))).contains(QStringLiteral(" 200"))) << "with its day";
+}
+
+TEST_F(StatusTextsTest, ADiskThatIsFullIsNamedWhoeverSaysIt)
+{
+    const auto sentence = [](std::string_view detail) { return std::string(RecoveryError::storage(detail).what()); };
+    const std::string full = sentence(sqlite3_errstr(SQLITE_FULL));
+    EXPECT_EQ(storeFailureText(full).toStdString(), "Nothing can be stored: disk full");
+    EXPECT_EQ(storeFailureReason(full).toStdString(), "disk full");
+    EXPECT_EQ(storeFailureText(sentence(SystemError(ENOSPC, "/library").what())).toStdString(),
+              "Nothing can be stored: disk full");
+    EXPECT_EQ(storeFailureText(sentence(sqlite3_errstr(SQLITE_READONLY))).toStdString(),
+              "Nothing can be stored: the disk cannot be written to");
+    const std::string other = RecoveryError(RecoveryError::Case::revisionConflict).what();
+    EXPECT_EQ(storeFailureText(other).toStdString(), other);
+    EXPECT_EQ(storeFailureReason(sentence("disk I/O error")).toStdString(), "disk I/O error");
 }
 
 TEST_F(StatusTextsTest, CaretsAndSelections)
