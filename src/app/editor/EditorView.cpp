@@ -320,19 +320,36 @@ void EditorView::setBar(QWidget* bar)
 
 void EditorView::setEditorFont(const QFont& font)
 {
+    if (font == font_)
+        return;
     font_ = font;
-    zoom(0);
+    setZoom(zoom_);
 }
 
 void EditorView::zoom(int steps)
 {
-    zoom_ = steps == 0 ? 0 : std::clamp(zoom_ + steps, -8, 40);
+    setZoom(steps == 0 ? 0 : zoom_ + steps);
+}
+
+void EditorView::setZoom(int zoom)
+{
+    zoom_ = std::clamp(zoom, -8, 40);
     QFont font = font_;
     if (font.pointSizeF() > 0)
         font.setPointSizeF(std::max(4.0, font.pointSizeF() + zoom_));
     else
         font.setPixelSize(std::max(5, font.pixelSize() + zoom_));
     layout_.setFont(font);
+    drawn_.clear();
+    refresh(false);
+    viewport()->update();
+}
+
+void EditorView::optionsChanged()
+{
+    if (layout_.tabColumns() == document_.options().tabWidth)
+        return;
+    layout_.setTabColumns(document_.options().tabWidth);
     drawn_.clear();
     refresh(false);
     viewport()->update();
@@ -345,6 +362,17 @@ void EditorView::setColors(const ColorScheme& colors)
     drawn_.clear();
     refresh(false);
     viewport()->update();
+}
+
+void EditorView::setDefaults(const Defaults& defaults)
+{
+    const Defaults before = std::exchange(defaults_, defaults);
+    if (before.wraps != defaults.wraps)
+        setWrap(defaults.wraps);
+    if (before.showsBlanks != defaults.showsBlanks)
+        setShowsBlanks(defaults.showsBlanks);
+    if (before.showsLineNumbers != defaults.showsLineNumbers)
+        setShowsLineNumbers(defaults.showsLineNumbers);
 }
 
 void EditorView::setWrap(bool wrap)
@@ -401,11 +429,28 @@ void EditorView::setAnnotation(LineNumber line, const QString& annotation)
 
 EditorState EditorView::state() const
 {
-    return editorState(editor_, layout_.anchor().offset, layout_.anchor().scrolled / layout_.rowHeight());
+    EditorState state = editorState(editor_, layout_.anchor().offset, layout_.anchor().scrolled / layout_.rowHeight());
+    if (zoom_ != 0)
+        state.zoom = zoom_;
+    if (wraps() != defaults_.wraps)
+        state.wraps = wraps();
+    if (showsBlanks_ != defaults_.showsBlanks)
+        state.showsBlanks = showsBlanks_;
+    if (showsLineNumbers_ != defaults_.showsLineNumbers)
+        state.showsLineNumbers = showsLineNumbers_;
+    return state;
 }
 
 void EditorView::restore(const EditorState& state)
 {
+    if (state.zoom)
+        setZoom(static_cast<int>(std::clamp<std::int64_t>(*state.zoom, -100, 100)));
+    if (state.wraps)
+        setWrap(*state.wraps);
+    if (state.showsBlanks)
+        setShowsBlanks(*state.showsBlanks);
+    if (state.showsLineNumbers)
+        setShowsLineNumbers(*state.showsLineNumbers);
     const ScrollPlace place = restoreEditor(editor_, state);
     updateGeometryOfText();
     layout_.foldsChanged();

@@ -53,8 +53,18 @@ public:
     /// What keys mean; they outlive the view. Null: the default keys.
     void setKeys(const EditorKeys* keys);
     void setEditorFont(const QFont& font);
+    const QFont& editorFont() const { return font_; }  ///< without the zoom
+    /// The document's options have changed: tabs may be wider.
+    void optionsChanged();
     void setColors(const ColorScheme& colors);
     const ColorScheme& colors() const { return *colors_; }
+    /// How texts are shown unless somebody has chosen otherwise for this view; what changes here counts for it again.
+    struct Defaults {
+        bool wraps = true;
+        bool showsBlanks = false;
+        bool showsLineNumbers = true;
+    };
+    void setDefaults(const Defaults& defaults);
     void setWrap(bool wrap);
     bool wraps() const { return layout_.wraps(); }
     void setShowsBlanks(bool shows);
@@ -134,6 +144,7 @@ private:
     };
     enum class Drag { none, pending, characters, words, lines, column };
 
+    void setZoom(int zoom);
     void textChanged(const TextChange& change) override;
     void damage();
     std::uint64_t decorationOf(const ViewLayout::Placed& placed, int row, LineNumber mainLine) const;
@@ -180,6 +191,7 @@ private:
     const EditorKeys* keys_;
     QFont font_;
     int zoom_ = 0;
+    Defaults defaults_;
     bool showsBlanks_ = false;
     bool showsLineNumbers_ = true;
     bool readOnly_ = false;

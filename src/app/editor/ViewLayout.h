@@ -56,6 +56,7 @@ public:
     double baseline() const { return style_.baseline; }
     double columnWidth() const { return columnWidth_; }
     double tabWidth() const { return style_.tabWidth; }
+    std::size_t tabColumns() const { return tabColumns_; }
     QSizeF size() const { return size_; }
     /// Rows that fit, at least 1.
     int rowsInView() const;

@@ -86,9 +86,7 @@ void DocumentPane::applySettings(EditorView& view) const
     font.setPointSizeF(settings.fontSize);
     font.setStyleHint(QFont::Monospace);
     view.setEditorFont(font);
-    view.setWrap(settings.wrap);
-    view.setShowsBlanks(settings.showBlanks);
-    view.setShowsLineNumbers(settings.lineNumbers);
+    view.setDefaults({settings.wrap, settings.showBlanks, settings.lineNumbers});
     view.setRightMargin(static_cast<std::size_t>(settings.rightMargin));
 }
 
@@ -169,6 +167,7 @@ void DocumentPane::update()
     const QString title = QString::fromStdString(buffer_->shownTitle());
     for (auto* view : findChildren<EditorView*>()) {
         view->setReadOnly(!buffer_->permitsEditing());
+        view->optionsChanged();
         if (view->accessibleName() != title)
             view->setAccessibleName(title);
     }

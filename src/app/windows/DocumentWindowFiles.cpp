@@ -390,7 +390,7 @@ void DocumentWindow::exportPdf()
                             .filePath(QFileInfo(fileNameOf(*front)).completeBaseName() + QStringLiteral(".pdf"));
     const QString title = toQString(front->shownTitle());
     question.chosen = [this, text = front->text(), title, language = front->content().language(),
-                       font = shown->font()](const QStringList& paths) {
+                       font = shown->editorFont()](const QStringList& paths) {
         if (paths.isEmpty())
             return;
         const bool replaces = QFileInfo::exists(paths.first());

@@ -238,7 +238,6 @@ void addFormatCommands(CommandRegistry& registry, Program& program)
                          EditOptions& options = window.buffer()->content().options();
                          options.indentWithTabs = true;
                          options.tabWidth = options.indentWidth = width;
-                         window.view()->setEditorFont(window.view()->font());
                          window.buffer()->touch();
                      })
             .isChecked = [width](const Context& context) {

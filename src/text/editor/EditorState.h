@@ -46,13 +46,24 @@ struct EditorState {
     std::int64_t scrollOffset = 0;  ///< UTF-16 units: the start of the first row that was seen
     double scrolledRows = 0;        ///< the part of that row that was scrolled out
     std::vector<StoredFold> folds;
+    std::optional<std::int64_t> zoom;  ///< steps
+    // Absent where the view goes by the settings.
+    std::optional<bool> wraps;
+    std::optional<bool> showsBlanks;
+    std::optional<bool> showsLineNumbers;
     UnknownMembers unknownMembers;
 
     static constexpr auto fields()
     {
-        return std::tuple{field("carets", &EditorState::carets), field("mainCaret", &EditorState::mainCaret),
+        return std::tuple{field("carets", &EditorState::carets),
+                          field("mainCaret", &EditorState::mainCaret),
                           field("scrollOffset", &EditorState::scrollOffset),
-                          field("scrolledRows", &EditorState::scrolledRows), field("folds", &EditorState::folds)};
+                          field("scrolledRows", &EditorState::scrolledRows),
+                          field("folds", &EditorState::folds),
+                          field("zoom", &EditorState::zoom),
+                          field("wraps", &EditorState::wraps),
+                          field("showsBlanks", &EditorState::showsBlanks),
+                          field("showsLineNumbers", &EditorState::showsLineNumbers)};
     }
 };
 

@@ -2,6 +2,7 @@
 // When windows have their texts stored, what happens if that fails, and one text seen in several places.
 #include "CpuTime.h"
 #include "app/editor/EditorView.h"
+#include "app/settings/SettingsStore.h"
 #include "app/windows/DocumentPane.h"
 #include "app/windows/MessageBar.h"
 #include "app/windows/ProgramTest.h"
@@ -178,6 +179,35 @@ TEST_F(WindowStoringTest, ASplitShowsOneTextTwice)
 }
 
 // Of a window with many tabs in a library of many documents nothing may take time for each of them at every step.
+// What was chosen for one view outlives the program, a change of some setting, and a split.
+TEST_F(WindowStoringTest, AViewStaysAsItWasChosen)
+{
+    draft("\tone");
+    const QFont font = window().view()->editorFont();
+    runCommand("view.zoomIn");
+    runCommand("view.zoomIn");
+    runCommand("view.wrap");
+    runCommand("view.blanks");
+    runCommand("format.indent.tabs8");
+    const auto look = [](EditorView& view) {
+        return std::pair(view.textLayout().rowHeight(),
+                         std::tuple(view.wraps(), view.showsBlanks(), view.showsLineNumbers()));
+    };
+    const auto chosen = look(*window().view());
+    EXPECT_EQ(chosen.second, std::tuple(false, true, true));
+    EXPECT_EQ(window().view()->editorFont(), font) << "wider tabs change no font";
+    EXPECT_TRUE(wait([this] { return window().view()->textLayout().tabColumns() == 8; }));
+    program->settings().change([](Settings& changed) { changed.rightMargin = 70; });
+    EXPECT_EQ(look(*window().view()), chosen);
+    runCommand("view.splitRight");
+    EXPECT_EQ(look(*window().view()), chosen);
+    restart();
+    ASSERT_TRUE(wait([this] { return window().view() != nullptr; }));
+    EXPECT_EQ(look(*window().view()), chosen);
+    program->settings().change([](Settings& changed) { changed.lineNumbers = false; });
+    EXPECT_FALSE(window().view()->showsLineNumbers()) << "what was not chosen follows the settings";
+}
+
 TEST_F(WindowStoringTest, ManyTabsAndDocumentsAreNoBurden)
 {
     constexpr int documents = 2'000;

@@ -51,7 +51,7 @@ TEST_F(EditorStateTest, ComesBackByWayOfJson)
 TEST_F(EditorStateTest, KeepsMembersItDoesNotKnow)
 {
     const std::string json =
-        R"({"carets":[],"mainCaret":0,"scrollOffset":0,"scrolledRows":0,"folds":[],"zoom":[1,{}]})";
+        R"({"carets":[],"mainCaret":0,"scrollOffset":0,"scrolledRows":0,"folds":[],"spelling":[1,{}]})";
     EXPECT_EQ(encodeRecord(decodeRecord<EditorState>(json)), json);
     EXPECT_THROW(decodeRecord<EditorState>(R"({"carets":[{"anchor":"0","head":0}]})"), RecordError);
 }
