@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cwctype>
 
 #include <locale.h>
 #include <wchar.h>
@@ -161,28 +160,6 @@ std::string shortened(std::string_view text, std::size_t columns)
     if (width <= columns)
         return std::string(text);
     return std::string(text.substr(0, cut)) + "…";
-}
-
-std::string foldedCase(std::string_view text)
-{
-    std::string out;
-    out.reserve(text.size());
-    const locale_t locale = utf8Locale();
-    forEachCharacter(text, [&](char32_t character, std::string_view bytes) {
-        if (character == notUtf8 || locale == nullptr) {
-            out += bytes;
-            return;
-        }
-        const auto lower = static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), locale));
-        if (lower < 0x80) {
-            out += static_cast<char>(lower);
-            return;
-        }
-        // The names are only compared, so a fixed-width form will do.
-        for (int shift = 0; shift < 32; shift += 8)
-            out += static_cast<char>(lower >> shift & 0xFF);
-    });
-    return out;
 }
 
 }  // namespace penmark::cli

@@ -26,7 +26,4 @@ std::size_t displayWidth(std::string_view text);
 /// character, nor between a character and the marks that combine with it.
 std::string shortened(std::string_view text, std::size_t columns);
 
-/// Lower case, character by character, as file systems that ignore case compare names.
-std::string foldedCase(std::string_view text);
-
 }  // namespace penmark::cli

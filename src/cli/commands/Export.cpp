@@ -1,84 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "base/FileDescriptor.h"
-#include "base/SystemError.h"
 #include "cli/Command.h"
-#include "cli/ExportNames.h"
 #include "cli/Interruption.h"
-#include "storage/ContentStore.h"
-#include "storage/DocumentFiles.h"
-#include "storage/DocumentStore.h"
-#include "storage/RecoveryError.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <filesystem>
-
-#include <unistd.h>
+#include "storage/DocumentExport.h"
 
 namespace penmark::cli {
-
-namespace fs = std::filesystem;
-
-namespace {
-
-// A folder that files are written into, each under a name that was free.
-class ExportFolder {
-public:
-    explicit ExportFolder(fs::path folder) : folder_(std::move(folder))
-    {
-        std::error_code error;
-        fs::create_directories(folder_, error);
-        if (!error && !fs::is_directory(folder_, error) && !error)
-            error = std::make_error_code(std::errc::not_a_directory);
-        for (fs::directory_iterator entry(folder_, error); !error && entry != fs::directory_iterator();
-             entry.increment(error))
-            names_.reserve(entry->path().filename().native());
-        if (error)
-            throw SystemError(error.value(), folder_.native());
-    }
-
-    void write(const RecoveryDocument& document, std::string_view bytes)
-    {
-        const FileDescriptor file = create(document);
-        try {
-            file.writeAll(bytes);
-            file.sync();
-        } catch (...) {
-            ::unlink(file.path().c_str());  // half a text would be taken for a whole one
-            throw;
-        }
-    }
-
-    void finish() const { syncFolder(folder_); }
-
-private:
-    FileDescriptor create(const RecoveryDocument& document)
-    {
-        for (;;) {
-            const std::string name = document.externalPath
-                                         ? names_.forFile(fs::path(*document.externalPath).filename().native())
-                                         : names_.forTitle(document.shownTitle());
-            try {
-                return FileDescriptor::open(folder_ / name, O_WRONLY | O_CREAT | O_EXCL);
-            } catch (const SystemError& error) {
-                if (error.errorNumber() != EEXIST)
-                    throw;
-                // Somebody else has made it meanwhile, or the file system takes two names for one.
-            }
-        }
-    }
-
-    fs::path folder_;
-    ExportNames names_;
-};
-
-std::string textOf(const DocumentStore& documents, const ContentStore& content, const RecoveryDocument& document)
-{
-    const auto revision = documents.loadHead(document);
-    return revision ? content.loadText(revision->contentHash) : std::string();
-}
-
-}  // namespace
 
 int commands::exportDocuments(CommandContext& context, const Arguments& arguments)
 {
@@ -86,40 +11,17 @@ int commands::exportDocuments(CommandContext& context, const Arguments& argument
     if (target == "-" || target.empty())
         throw UsageError("“export” needs the name of a folder");
     Console& console = context.console;
-    RecoveryStore& store = context.openLibrary();
-    const DocumentStore documents(store);
-    const ContentStore content(store);
-    DocumentStore::Documents loaded = documents.loadDocuments();
-    for (const std::string& problem : loaded.problems)
+    bool isComplete = true;
+    const auto report = [&](const std::string& problem) {
         console.say(problem);
-    bool isComplete = loaded.problems.empty();
-
-    auto& list = loaded.documents;
-    if (!arguments.has(options::all))
-        std::erase_if(list, [](const RecoveryDocument& document) { return document.deleted; });
-    // The oldest of equal names goes without a number, so an export made again gives the same names.
-    std::sort(list.begin(), list.end(), [](const RecoveryDocument& a, const RecoveryDocument& b) {
-        return std::tie(a.createdAt, a.id) < std::tie(b.createdAt, b.id);
-    });
-    (void)DocumentFiles(store).recordedPath(target);  // refuses the library's own folder
-    ExportFolder folder(target);
-    std::size_t written = 0;
-    for (std::size_t i = 0; i < list.size(); ++i) {
+        isComplete = false;
+    };
+    const auto progress = [&](std::size_t done, std::size_t total, const std::string& title) {
         stopIfInterrupted();
-        const RecoveryDocument& document = list[i];
-        console.progress(i, list.size(), document.shownTitle());
-        std::string bytes;
-        try {
-            bytes = encodeText(textOf(documents, content, document), document.encoding);
-        } catch (const RecoveryError& error) {
-            console.say("document " + document.id.text() + " (" + document.shownTitle() + "): " + error.what());
-            isComplete = false;
-            continue;
-        }
-        folder.write(document, bytes);
-        ++written;
-    }
-    folder.finish();
+        console.progress(done, total, title);
+    };
+    DocumentExport documents(context.openLibrary());
+    const std::size_t written = documents.run(target, arguments.has(options::all), report, progress);
     console.endProgress();
     console.printLine(std::to_string(written));
     return isComplete ? 0 : 1;

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "cli/ExportNames.h"
+#include "storage/ExportNames.h"
 
 #include "base/Utf8.h"
-#include "cli/DisplayText.h"
 
 #include <algorithm>
 #include <array>
+#include <cwctype>
 
-namespace penmark::cli {
+#include <locale.h>
+
+namespace penmark {
 
 namespace {
 
@@ -66,6 +68,51 @@ std::string_view cutTo(std::string_view text, std::size_t bytes)
     return text.substr(0, bytes);
 }
 
+// What the C library knows about characters, whatever the user's locale is: names are UTF-8.
+locale_t utf8Locale()
+{
+    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+}
+
+// The character that some bytes of UTF-8 hold.
+char32_t decodeCharacter(std::string_view bytes)
+{
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    char32_t character = bytes.size() == 1 ? first : first & (0xFFu >> (bytes.size() + 1));
+    for (const char next : bytes.substr(1))
+        character = character << 6 | (static_cast<unsigned char>(next) & 0x3Fu);
+    return character;
+}
+
+// Lower case, character by character, as file systems that ignore case compare names. Only for comparing: characters
+// beyond ASCII come in a form of fixed width, and bytes that are no UTF-8 as they are.
+std::string foldedCase(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size());
+    const locale_t locale = utf8Locale();
+    while (!text.empty()) {
+        const auto first = static_cast<unsigned char>(text[0]);
+        const std::size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        const std::string_view bytes = text.substr(0, length);
+        if (locale == nullptr || bytes.size() < length || !isValidUtf8(bytes)) {
+            out += text[0];
+            text.remove_prefix(1);
+            continue;
+        }
+        text.remove_prefix(length);
+        const auto lower = static_cast<char32_t>(towlower_l(static_cast<wint_t>(decodeCharacter(bytes)), locale));
+        if (lower < 0x80) {
+            out += static_cast<char>(lower);
+            continue;
+        }
+        for (int shift = 0; shift < 32; shift += 8)
+            out += static_cast<char>(lower >> shift & 0xFF);
+    }
+    return out;
+}
+
 }  // namespace
 
 void ExportNames::reserve(std::string_view name)
@@ -108,4 +155,4 @@ std::string ExportNames::unique(std::string_view stem, std::string_view extensio
     }
 }
 
-}  // namespace penmark::cli
+}  // namespace penmark

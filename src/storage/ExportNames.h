@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace penmark::cli {
+namespace penmark {
 
 /// File names for documents that are written into one folder: valid on every file system as far as characters and
 /// length go, and different even where case is ignored.
@@ -29,4 +29,4 @@ private:
     std::map<std::string, std::size_t> number_;  // by stem and extension: the one given out last
 };
 
-}  // namespace penmark::cli
+}  // namespace penmark
