@@ -4,8 +4,10 @@
 #include "base/SystemError.h"
 #include "cli/Interruption.h"
 #include "storage/RecoveryError.h"
+#include "storage/StorageInitialization.h"
 
 #include <cerrno>
+#include <filesystem>
 
 #include <sys/stat.h>
 
@@ -25,7 +27,8 @@ RecoveryConfiguration CommandContext::configuration() const
 RecoveryStore& CommandContext::open(const RecoveryConfiguration& configuration)
 {
     deferInterruptions();
-    return store_.emplace(configuration);
+    store_ = openStore(configuration);
+    return *store_;
 }
 
 RecoveryStore& CommandContext::openOrCreateLibrary()

@@ -4,7 +4,7 @@
 #include "cli/Console.h"
 #include "storage/RecoveryStore.h"
 
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -19,10 +19,10 @@ public:
 
     Console console;
 
-    /// Opens the library, or creates it. Throws as RecoveryStore does.
+    /// Opens the library, or creates it; one that cannot be written to for reading only. Throws as RecoveryStore does.
     RecoveryStore& openOrCreateLibrary();
 
-    /// Opens the library. Throws `storage` if there is none: a mistyped folder is not an empty library.
+    /// The same without creating one. Throws `storage` if there is none: a mistyped folder is not an empty library.
     RecoveryStore& openLibrary();
 
 private:
@@ -30,7 +30,7 @@ private:
     RecoveryStore& open(const RecoveryConfiguration& configuration);
 
     std::optional<std::string> library_;
-    std::optional<RecoveryStore> store_;
+    std::unique_ptr<RecoveryStore> store_;
 };
 
 }  // namespace penmark::cli

@@ -46,7 +46,7 @@ private:
     {
         progress_(0, 1, "database");
         for (const std::string& item : store_.repairedAtOpening())
-            report_("database: " + item + " was missing and is new now");
+            report_("database: " + item + (store_.isReadOnly() ? " is missing" : " was missing and is new now"));
         for (const auto& row : store_.query("PRAGMA integrity_check")) {
             // SQLite puts many findings into one row.
             std::istringstream lines(row.front());

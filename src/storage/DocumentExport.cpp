@@ -8,9 +8,11 @@
 #include "storage/DocumentStore.h"
 #include "storage/ExportNames.h"
 #include "storage/RecoveryError.h"
+#include "storage/RecoveryStore.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <tuple>
 
 #include <unistd.h>
@@ -78,11 +80,58 @@ std::string textOf(const DocumentStore& documents, const ContentStore& content, 
     return revision ? content.loadText(revision->contentHash) : std::string();
 }
 
+// Adds the rows that come before the query fails, if it does.
+void collectRows(RecoveryStore& store, std::string_view sql, std::set<std::string>& ids)
+{
+    try {
+        store.forEachRow(sql, {}, [&](const Statement& row) { ids.emplace(row.text(0)); });
+    } catch (const RecoveryError&) {
+        // The other ways may get further.
+    }
+}
+
+// The documents of a database of which a part cannot be read: it ends every walk through the table, so identifiers are
+// taken from both ends of the table and of its index, and the records are then looked up one by one.
+DocumentStore::Documents loadOneByOne(RecoveryStore& store)
+{
+    std::set<std::string> ids;
+    for (const char* walk :
+         {"SELECT id FROM documents ORDER BY id", "SELECT id FROM documents ORDER BY id DESC",
+          "SELECT id FROM documents NOT INDEXED", "SELECT id FROM documents NOT INDEXED ORDER BY rowid DESC"})
+        collectRows(store, walk, ids);
+    DocumentStore::Documents loaded;
+    loaded.problems.emplace_back("The list of documents is damaged. There may be others.");
+    for (const std::string& id : ids) {
+        try {
+            const auto known = Uuid::parse(id);
+            auto document = known ? DocumentStore(store).loadDocument(*known) : std::nullopt;
+            if (!document)
+                throw RecoveryError(RecoveryError::Case::missingContent);
+            loaded.documents.push_back(std::move(*document));
+        } catch (const RecoveryError& error) {
+            loaded.problems.push_back("document " + id + ": " + error.what());
+        }
+    }
+    return loaded;
+}
+
+DocumentStore::Documents loadReadable(RecoveryStore& store)
+{
+    try {
+        return DocumentStore(store).loadDocuments();
+    } catch (const RecoveryError&) {
+        DocumentStore::Documents loaded = loadOneByOne(store);
+        if (loaded.documents.empty())
+            throw;
+        return loaded;
+    }
+}
+
 }  // namespace
 
 std::vector<RecoveryDocument> DocumentExport::listDocuments(bool discardedToo, Report report) const
 {
-    DocumentStore::Documents loaded = DocumentStore(store_).loadDocuments();
+    DocumentStore::Documents loaded = loadReadable(store_);
     for (const std::string& problem : loaded.problems)
         report(problem);
     auto& list = loaded.documents;

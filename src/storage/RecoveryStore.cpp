@@ -105,14 +105,13 @@ RecoveryStore::WriterLock::~WriterLock()
     flock(file_.get(), LOCK_UN);
 }
 
-void RecoveryStore::CloseConnection::operator()(sqlite3* connection) const noexcept
+RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration, LibraryAccess access)
+    : root_(absoluteRoot(configuration.root)), isReadOnly_(access == LibraryAccess::readOnly), deviceID_(Uuid::random())
 {
-    sqlite3_close_v2(connection);
-}
-
-RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration)
-    : root_(absoluteRoot(configuration.root)), deviceID_(Uuid::random())
-{
+    if (isReadOnly_) {
+        openForReading();
+        return;
+    }
     try {
         createPrivateFolders(root_);
         folder_ = FileDescriptor::open(root_, O_RDONLY | O_DIRECTORY);
@@ -134,6 +133,38 @@ RecoveryStore::RecoveryStore(const RecoveryConfiguration& configuration)
 }
 
 RecoveryStore::~RecoveryStore() = default;
+
+void RecoveryStore::openForReading()
+{
+    const fs::path database = root_ / databaseName;
+    struct stat status {};
+    if (stat(database.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR))
+        throw RecoveryError::storage("There is no library in " + root_.native() + ".");
+    ReadOnlyDatabase opened = ReadOnlyDatabase::open(database, root_ / lockName);
+    noWriter_ = std::move(opened.noWriter);
+    connection_ = std::move(opened.connection);
+    const int found = schemaVersion();
+    if (found > librarySchemaVersion)
+        throw RecoveryError(RecoveryError::Case::newerSchema, std::to_string(found));
+    if (query("SELECT 1 FROM sqlite_schema WHERE type='table' AND name='documents'").empty())
+        throw RecoveryError::storage("The database in " + root_.native() + " holds no library.");
+    if (found == librarySchemaVersion)
+        noteMissingTables();
+    standInForMissingTables();
+    try {
+        deviceID_ = metadata<Uuid>("deviceID").value_or(deviceID_);
+    } catch (const RecoveryError&) {
+        // Texts can be read without it.
+    }
+}
+
+// Empty ones in memory, so that no query has to know which version made a library.
+void RecoveryStore::standInForMissingTables()
+{
+    runStatement("PRAGMA temp_store=MEMORY");
+    for (const LibraryTable& table : missingTables())
+        runStatement("CREATE TEMP TABLE " + std::string(table.name) + std::string(table.columns));
+}
 
 void RecoveryStore::openConnection()
 {
@@ -184,16 +215,25 @@ void RecoveryStore::createIndexes()
     }
 }
 
-void RecoveryStore::noteMissingTables()
+std::vector<RecoveryStore::LibraryTable> RecoveryStore::missingTables()
 {
     constexpr std::string_view beginning = "CREATE TABLE IF NOT EXISTS ";
+    std::vector<LibraryTable> missing;
     for (const std::string_view sql : librarySchema) {
         if (!sql.starts_with(beginning))
             continue;
-        const std::string_view name = sql.substr(beginning.size(), sql.find('(') - beginning.size());
+        const std::size_t columns = sql.find('(');
+        const std::string_view name = sql.substr(beginning.size(), columns - beginning.size());
         if (query("SELECT 1 FROM sqlite_schema WHERE type='table' AND name=?", {name}).empty())
-            repairedAtOpening_.push_back("table " + std::string(name));
+            missing.push_back({name, sql.substr(columns)});
     }
+    return missing;
+}
+
+void RecoveryStore::noteMissingTables()
+{
+    for (const LibraryTable& table : missingTables())
+        repairedAtOpening_.push_back("table " + std::string(table.name));
 }
 
 void RecoveryStore::readDeviceID(int found)
@@ -205,6 +245,11 @@ void RecoveryStore::readDeviceID(int found)
     if (found == librarySchemaVersion)
         repairedAtOpening_.emplace_back("the library's identity");
     setMetadata("deviceID", deviceID_);
+}
+
+void RecoveryStore::refuseWriting()
+{
+    throw RecoveryError::storage("The library is open for reading only.");
 }
 
 void RecoveryStore::refuseOutsideOfTransaction()
@@ -230,7 +275,10 @@ void RecoveryStore::noteFailureInside()
 Statement RecoveryStore::prepare(std::string_view sql)
 {
     refuseOutsideOfTransaction();
-    return Statement(connection_.get(), sql);
+    Statement statement(connection_.get(), sql);
+    if (isReadOnly_ && !statement.isReadOnly())
+        refuseWriting();
+    return statement;
 }
 
 void RecoveryStore::execute(std::string_view sql, SqlParameters parameters)
@@ -290,6 +338,8 @@ void RecoveryStore::runTransaction(FunctionRef<void()> body)
         return;
     }
 
+    if (isReadOnly_)
+        refuseWriting();  // before the body: a change that cannot be stored need not be thought out
     refuseOutsideOfTransaction();
     runStatement("BEGIN IMMEDIATE");
     ++transactionDepth_;

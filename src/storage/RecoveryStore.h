@@ -4,6 +4,7 @@
 #include "base/FileDescriptor.h"
 #include "base/FunctionRef.h"
 #include "base/Record.h"
+#include "storage/ReadOnlyDatabase.h"
 #include "storage/RecoveryConfiguration.h"
 #include "storage/Statement.h"
 
@@ -22,6 +23,8 @@
 
 namespace penmark {
 
+enum class LibraryAccess { readWrite, readOnly };
+
 /// The library: its folder, its lock against other processes, its one database connection and its transactions. What
 /// the tables hold belongs to other classes (ContentStore, DocumentStore, WindowStore, …), which are given this one.
 ///
@@ -29,12 +32,17 @@ namespace penmark {
 /// library's folder has been synced behind COMMIT, since SQLite does not make the removal of its rollback journal
 /// durable, and a journal that comes back takes the last commit back with it.
 ///
+/// Open for reading only, it changes nothing on disk and holds no lock against writers: what others store meanwhile is
+/// seen. Tables that an older library does not have yet read as empty. Whatever would write throws `storage`.
+///
 /// Threads: any. Each call takes the recursive lock for its whole length, so nothing slow that is not SQLite belongs
 /// into a transaction's body. Every failure is a RecoveryError.
 class RecoveryStore {
 public:
     /// Opens or creates the library. Throws `locked`, `newerSchema` (the file is then untouched) or `storage`.
-    explicit RecoveryStore(const RecoveryConfiguration& configuration);
+    /// For reading only it has to be there: `storage` if it is not, or is none; never `locked` beside a writer that
+    /// keeps a rollback journal, as this class does.
+    explicit RecoveryStore(const RecoveryConfiguration& configuration, LibraryAccess access = LibraryAccess::readWrite);
 
     /// Closes the connection, then releases the lock.
     ~RecoveryStore();
@@ -43,7 +51,10 @@ public:
 
     const std::filesystem::path& root() const noexcept { return root_; }
 
-    /// This library's identity among the user's computers; the same at every opening.
+    bool isReadOnly() const noexcept { return isReadOnly_; }
+
+    /// This library's identity among the user's computers; the same at every opening, unless
+    /// it is damaged and open for reading only.
     Uuid deviceID() const noexcept { return deviceID_; }
 
     /// Grows whenever a statement that changes documents or revisions completes. Any thread, without the lock.
@@ -53,7 +64,7 @@ public:
     int schemaVersion() const;
 
     /// What a library of this version should have had and did not when it was opened ("table chunks"): a sign of
-    /// damage, since opening has made it anew, and empty.
+    /// damage, since opening has made it anew, and empty. For reading only it is missing on disk as before.
     const std::vector<std::string>& repairedAtOpening() const noexcept { return repairedAtOpening_; }
 
     /// Runs a statement that returns no rows.
@@ -136,16 +147,21 @@ private:
     private:
         FileDescriptor file_;
     };
-    struct CloseConnection {
-        void operator()(sqlite3* connection) const noexcept;
+    struct LibraryTable {
+        std::string_view name;
+        std::string_view columns;  // with what else follows the name when it is made
     };
 
+    void openForReading();
+    void standInForMissingTables();
     void openConnection();
     void createSchema(int found);
     void createIndexes();
     void readDeviceID(int found);
+    std::vector<LibraryTable> missingTables();
     void noteMissingTables();
     void runTransaction(FunctionRef<void()> body);
+    [[noreturn]] static void refuseWriting();
     void refuseOutsideOfTransaction();
     void noteFailureInside();
     void commit();
@@ -156,10 +172,12 @@ private:
     void setMetadataJson(std::string_view key, std::string_view json);
 
     std::filesystem::path root_;
+    bool isReadOnly_;
     mutable std::recursive_mutex lock_;
     FileDescriptor folder_;
     std::optional<WriterLock> writerLock_;  // released behind the connection
-    std::unique_ptr<sqlite3, CloseConnection> connection_;
+    FileDescriptor noWriter_;               // likewise; open only where reading needs it
+    ReadOnlyDatabase::Connection connection_;
     std::vector<std::string> repairedAtOpening_;
     Uuid deviceID_;
     std::atomic<std::uint64_t> searchVersion_ = 0;

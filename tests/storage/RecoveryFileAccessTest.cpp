@@ -2,6 +2,7 @@
 #include "base/Utf8.h"
 #include "base/Uuid.h"
 #include "storage/ExternalOriginals.h"
+#include "storage/Mount.h"
 #include "storage/SaveFixture.h"
 
 #include <array>
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <ctime>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -52,27 +52,6 @@ public:
     }
 
     static constexpr uid_t nobody = 65534;
-};
-
-/// A file system mounted for the length of a test.
-class Mount {
-public:
-    Mount(const char* source, fs::path where, const char* type, unsigned long flags, const char* options)
-        : where_(std::move(where)), mounted_(mount(source, where_.c_str(), type, flags, options) == 0)
-    {}
-    Mount(const Mount&) = delete;
-    Mount& operator=(const Mount&) = delete;
-    ~Mount()
-    {
-        if (mounted_)
-            umount2(where_.c_str(), MNT_DETACH);
-    }
-
-    bool mounted() const { return mounted_; }
-
-private:
-    fs::path where_;
-    bool mounted_;
 };
 
 TEST_F(RecoveryFileAccessTest, SavesToANewPathThroughTheUmask)
