@@ -108,6 +108,13 @@ bool RecoveryBuffer::isStored() const
     return generation() == savedGeneration_ && recordVersion_ == savedRecordVersion_;
 }
 
+bool RecoveryBuffer::isTextUnsaved() const
+{
+    if (generation() == savedGeneration_ || (text().empty() && !isInLibrary_))
+        return false;
+    return isDraft() || !fileMatchesSavedVersion();
+}
+
 bool RecoveryBuffer::fileMatchesSavedVersion() const
 {
     if (!record_.externalPath || record_.encoding != fileEncoding_)

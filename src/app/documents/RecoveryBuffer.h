@@ -67,6 +67,8 @@ public:
     std::uint64_t savedGeneration() const { return savedGeneration_; }
     /// Whether the library holds all there is to hold; so it is of a draft that nobody has written to.
     bool isStored() const;
+    /// Whether the text as it is now is neither in the library nor in the document's file.
+    bool isTextUnsaved() const;
     bool isSaving() const { return saving_; }
     std::optional<Date> storedAt() const { return storedAt_; }
 

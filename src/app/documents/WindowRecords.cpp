@@ -80,7 +80,8 @@ void WindowRecords::save()
     emit collect();
     timer_.stop();
     forgetLongClosed();
-    if (written_ == windows_)
+    // Without a way to write them, windows are remembered while the program runs.
+    if (written_ == windows_ || library_.store().isReadOnly())
         return;
     written_ = windows_;
     library_.run(

@@ -15,7 +15,8 @@ namespace penmark {
 
 /// The records of all windows, open and closed, in the order of use: the one used or closed last at the end. What
 /// changes in a window is collected and written a moment later, all in one. Of closed windows the latest fifty are
-/// kept, besides those that are part of a session. Main thread.
+/// kept, besides those that are part of a session. Of a library that is open for reading only nothing is written, and
+/// nothing said of it. Main thread.
 class WindowRecords final : public QObject {
     Q_OBJECT
 

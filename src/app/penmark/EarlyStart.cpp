@@ -24,9 +24,9 @@ std::vector<OpenRequest> openRequests(const std::vector<OpenTarget>& targets)
 }
 
 EarlyLibrary startEarly(const RecoveryConfiguration& configuration, const Environment& environment,
-                        const std::vector<OpenRequest>& files, bool restoresWindows)
+                        const std::vector<OpenRequest>& files, bool restoresWindows, LibraryAccess access)
 {
-    auto [status, store] = openLibrary(configuration, environment);
+    auto [status, store] = openLibrary(configuration, environment, access);
     EarlyLibrary early{std::move(status), std::move(store), {}, {}, {}, {}};
     if (!early.store)
         return early;

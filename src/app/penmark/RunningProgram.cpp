@@ -4,17 +4,38 @@
 #include "app/penmark/EarlyStart.h"
 #include "app/shell/WindowActivation.h"
 #include "app/windows/DocumentWindow.h"
+#include "base/FileDescriptor.h"
 #include "base/SystemError.h"
 
 #include <QTimer>
 #include <algorithm>
+#include <cerrno>
+
+#include <sys/file.h>
 
 namespace penmark {
+
+namespace {
+
+// Whether another process holds the library's lock. Asks for a share of it, and lets go at once.
+bool isWriterAtWork(const std::filesystem::path& library)
+{
+    try {
+        const FileDescriptor file = FileDescriptor::open(library / "writer.lock", O_RDONLY);
+        return flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    } catch (const SystemError&) {
+        return false;
+    }
+}
+
+}  // namespace
 
 RunningProgram::RunningProgram(Program& program) : program_(program)
 {
     connect(&signals_, &TerminationSignals::terminationRequested, this, [this] { program_.quit(true); });
     connect(&program_, &Program::tabClosed, this, &RunningProgram::tabClosed);
+    if (program_.isReadOnly() && isWriterAtWork(program_.libraryRoot()))
+        return;  // what is handed over belongs to that process, even if it does not answer now
     try {
         server_ = std::make_unique<HandOverServer>(program_.libraryRoot());
         connect(server_.get(), &HandOverServer::requested, this, &RunningProgram::takeOver, Qt::DirectConnection);

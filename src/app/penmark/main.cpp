@@ -145,7 +145,7 @@ int startAndWait(Asked& asked)
 
 bool isLocked(const EarlyLibrary& library)
 {
-    return !library.store && library.status.message() == RecoveryError(RecoveryError::Case::locked).what();
+    return library.status.failure() == RecoveryError::Case::locked;
 }
 
 int runProgram(const Asked& asked, EarlyLibrary library, LoadedSettings loaded)
@@ -167,7 +167,9 @@ int runProgram(const Asked& asked, EarlyLibrary library, LoadedSettings loaded)
         if (!target.standardInput && std::filesystem::is_directory(target.path, error))
             program.showFolder(target.path, front);
     }
-    if (!problems.empty())
+    if (!problems.empty() && program.isReadOnly())
+        front.showMessage(QString::fromStdString(problems.front()));  // the bar says what matters more
+    else if (!problems.empty())
         front.showBar(QString::fromStdString(problems.front()), DocumentMessage::Weight::failure, {});
     new FirstFrame(front, [&] {
         program.afterFirstFrame();
@@ -198,17 +200,17 @@ int run(int argc, char** argv, Asked& asked, std::future<EarlyLibrary> early, st
         Appearance appearance;
         appearance.apply(loaded.settings.appearance, loaded.settings.lastSystemDark);
         const auto holder = lockHolder(asked.configuration.root / "writer.lock");
-        FailureWindow window(library.status.message(), asked.configuration.root, static_cast<int>(holder.value_or(0)));
-        bool again = false;
-        QObject::connect(&window, &FailureWindow::tryAgain, &window, [&] {
-            again = true;
+        FailureWindow window(library.status, asked.configuration, static_cast<int>(holder.value_or(0)));
+        std::optional<LibraryAccess> again;
+        QObject::connect(&window, &FailureWindow::tryAgain, &window, [&](LibraryAccess access) {
+            again = access;
             window.close();
         });
         window.show();
         QApplication::exec();
         if (!again)
             return static_cast<int>(ExitStatus::libraryUnavailable);
-        library = startEarly(asked.configuration, asked.environment, asked.files, !asked.options.noRestore);
+        library = startEarly(asked.configuration, asked.environment, asked.files, !asked.options.noRestore, *again);
     }
 
     const int status = runProgram(asked, std::move(library), std::move(loaded));

@@ -204,7 +204,10 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
     }
     if (newDraft || front.tabs().empty())
         front.newDraft();
-    if (!settings_->problem().isEmpty())
+    if (isReadOnly())
+        front.showBar(tr("Nothing can be stored: this library is open for reading only."),
+                      DocumentMessage::Weight::failure, {});
+    else if (!settings_->problem().isEmpty())
         front.showBar(settings_->problem(), DocumentMessage::Weight::warning, {});
     else if (!settings_->settings().welcomeDismissed && !(front.bar() && front.bar()->isVisibleTo(&front)))
         welcome(front);
@@ -398,15 +401,15 @@ void Program::quit(bool mustEnd)
     ending_ = true;
     settings_->flush();
     storeAll([this, mustEnd](const std::optional<std::string>& failure) {
-        if (!failure) {
+        const std::vector<RecoveryBuffer*> unsaved = unsavedTexts();
+        if (!failure || (isReadOnly() && unsaved.empty())) {
             library_->finishWriting();
             QCoreApplication::exit(0);
             return;
         }
-        if (mustEnd && attemptsToEnd_++ >= 3) {
+        if (mustEnd && (isReadOnly() || attemptsToEnd_++ >= 3)) {
             std::fprintf(stderr, "penmark: %s\n", failure->c_str());
-            for (const fs::path& file : rescueTexts(documents_->buffers()))
-                std::fprintf(stderr, "penmark: A text that could not be stored is in %s\n", file.c_str());
+            rescue(isReadOnly() ? unsaved : documents_->buffers());
             QCoreApplication::exit(1);
             return;
         }
@@ -416,9 +419,49 @@ void Program::quit(bool mustEnd)
         }
         // The window stays, with the text that is nowhere else.
         ending_ = false;
+        if (isReadOnly()) {
+            staysForTexts(unsaved);
+            return;
+        }
         frontWindow().showBar(tr("Penmark stays open, since not everything is stored: %1").arg(toQString(*failure)),
                               DocumentMessage::Weight::failure, {{tr("Try Again"), [this] { quit(); }}});
     });
+}
+
+std::vector<RecoveryBuffer*> Program::unsavedTexts() const
+{
+    std::vector<RecoveryBuffer*> unsaved = documents_->buffers();
+    std::erase_if(unsaved, [](const RecoveryBuffer* buffer) { return !buffer->isTextUnsaved(); });
+    return unsaved;
+}
+
+void Program::rescue(const std::vector<RecoveryBuffer*>& buffers)
+{
+    for (const fs::path& file : rescueTexts(buffers))
+        std::fprintf(stderr, "penmark: A text that could not be stored is in %s\n", file.c_str());
+}
+
+// The library will not take them however long the program stays, so leaving is offered.
+void Program::staysForTexts(const std::vector<RecoveryBuffer*>& unsaved)
+{
+    DocumentWindow& window = frontWindow();
+    const Uuid document = unsaved.front()->id();
+    window.showDocument(document);
+    const QString sentence =
+        unsaved.size() == 1
+            ? tr("This text is stored nowhere, since the library is open for reading only.")
+            : tr("This text and %1 more are stored nowhere, since the library is open for reading only.")
+                  .arg(unsaved.size() - 1);
+    window.showBar(sentence, DocumentMessage::Weight::failure,
+                   {{tr("Save a Copy…"),
+                     [alive = QPointer<DocumentWindow>(&window), document] {
+                         if (alive)
+                             alive->saveCopy(document);
+                     }},
+                    {tr("Quit Anyway"), [this] {
+                         rescue(unsavedTexts());
+                         QCoreApplication::exit(0);
+                     }}});
 }
 
 // ---- what windows ask for ----

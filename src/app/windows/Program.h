@@ -61,6 +61,8 @@ public:
     SettingsStore& settings() { return *settings_; }
     Appearance& appearance() { return *appearance_; }
     const std::filesystem::path& libraryRoot() const { return libraryRoot_; }
+    /// Whether the library can be read and not written.
+    bool isReadOnly() const { return library_->store().isReadOnly(); }
 
     /// Opens the windows that were open, or an empty draft, and what the command line asks for.
     void start(const std::vector<OpenRequest>& files, bool restoreWindows, bool newWindow, bool newDraft);
@@ -107,7 +109,8 @@ public:
 
     /// Stores everything, then calls; with the reason if something is not stored.
     void storeAll(std::function<void(std::optional<std::string> failure)> done);
-    /// Stores everything and ends. What cannot be stored keeps the program running, unless it has to end.
+    /// Stores everything and ends. What cannot be stored keeps the program running, unless it has to end. Where nothing
+    /// can be stored at all, only texts that are in no file keep it running, and the user may leave all the same.
     void quit(bool mustEnd = false);
     bool isEnding() const { return ending_; }
 
@@ -144,6 +147,9 @@ private:
     void welcome(DocumentWindow& window);
     void showOpened(RecoveryBuffer& buffer, const OpenRequest& request, DocumentWindow& window);
     void storeNow();
+    std::vector<RecoveryBuffer*> unsavedTexts() const;
+    void rescue(const std::vector<RecoveryBuffer*>& buffers);
+    void staysForTexts(const std::vector<RecoveryBuffer*>& unsaved);
     /// With those of its documents that are still there; absent if none brings back anything.
     std::optional<RecoveryWindow> lastClosedWindow() const;
     void recordsFailed(const QString& sentence);

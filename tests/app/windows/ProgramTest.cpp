@@ -56,7 +56,7 @@ void ProgramTest::start(bool restoresWindows)
         return;
     LoadedSettings loaded;
     loaded.settings = settings;
-    EarlyLibrary early = startEarly(libraryIn(folder), {{"HOME", folder.path().string()}}, {}, restoresWindows);
+    EarlyLibrary early = startEarly(libraryIn(folder), {{"HOME", folder.path().string()}}, {}, restoresWindows, access);
     ASSERT_TRUE(early.store) << early.status.message();
     program = std::make_unique<Program>(std::move(early), folder.path() / "settings.json", std::move(loaded));
     program->askForFiles = [this](QWidget&, const Program::FileQuestion& question) {

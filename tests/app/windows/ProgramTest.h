@@ -82,9 +82,10 @@ protected:
 
     TemporaryFolder folder;
     std::unique_ptr<Program> program;
-    Settings settings;                 // of the next start
-    std::vector<std::string> asked;    // captions of questions for files
-    std::vector<std::string> answers;  // paths for the next question; none: it is cancelled
+    Settings settings;                                // of the next start
+    LibraryAccess access = LibraryAccess::readWrite;  // likewise
+    std::vector<std::string> asked;                   // captions of questions for files
+    std::vector<std::string> answers;                 // paths for the next question; none: it is cancelled
 };
 
 }  // namespace penmark

@@ -86,7 +86,8 @@ TEST_F(WindowAccessTest, EverythingThatTakesTheFocusHasAName)
     }
     {
         SCOPED_TRACE("failure");
-        FailureWindow failure("It is locked.", folder.path(), 7);
+        FailureWindow failure(StorageInitializationStatus::failed(RecoveryError(RecoveryError::Case::locked)),
+                              {folder.path() / "library", {}}, 7);
         failure.show();
         expectNames(failure);
     }
