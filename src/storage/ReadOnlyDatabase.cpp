@@ -200,9 +200,9 @@ bool isRefusal(int reason)
 
 }  // namespace
 
-void ReadOnlyDatabase::Close::operator()(sqlite3* connection) const noexcept
+void ReadOnlyDatabase::Close::operator()(sqlite3* handle) const noexcept
 {
-    sqlite3_close_v2(connection);
+    sqlite3_close_v2(handle);
 }
 
 ReadOnlyDatabase ReadOnlyDatabase::open(const fs::path& database, const fs::path& lock)

@@ -22,7 +22,7 @@ public:
     static ReadOnlyDatabase open(const std::filesystem::path& database, const std::filesystem::path& lock);
 
     struct Close {
-        void operator()(sqlite3* connection) const noexcept;
+        void operator()(sqlite3* handle) const noexcept;
     };
     using Connection = std::unique_ptr<sqlite3, Close>;
 

@@ -115,6 +115,9 @@ double Statement::real(int column) const noexcept
 
 void Statement::fail() const
 {
+    // Only a connection that reads is refused for that; SQLite's own message speaks of writing.
+    if (sqlite3_extended_errcode(connection_) == SQLITE_READONLY_ROLLBACK)
+        throw RecoveryError::storage("Another process was cut off while it changed the library. Open it again.");
     throw RecoveryError::storage(sqlite3_errmsg(connection_));
 }
 

@@ -118,7 +118,7 @@ protected:
         fs::remove_all(other);
     }
 
-    TemporaryFolder folder;
+    TemporaryFolder folder{TemporaryFolder::inMemory()};
     RecoveryConfiguration configuration{folder.path() / "odd %41?#name" / "library", {}};
     fs::path database = configuration.root / "recovery.sqlite";
     RecoveryDocument document;
@@ -217,7 +217,9 @@ TEST_F(ReadOnlyLibraryTest, SaysWhyThereIsNothingToRead)
 // What a transaction wrote before it was cut off is in the database file, and only its journal can take it out.
 TEST_F(ReadOnlyLibraryTest, UndoesACutOffChangeInACopy)
 {
+    const auto early = read();
     cutOff();
+    EXPECT_NE(failureOf([&] { textIn(*early); }).find("Open it again."), std::string::npos);
     ASSERT_NE(readFile(database).find("\"gone\""), std::string::npos) << "nothing of the change is in the file";
     const auto before = contents();
     const fs::path temporary = folder.path() / "temporary";
@@ -242,9 +244,10 @@ TEST_F(ReadOnlyLibraryTest, OpensForReadingByItselfWhereNothingCanBeWritten)
     const ReadOnlyMount disk(configuration.root);
     if (!disk.mounted())
         GTEST_SKIP() << "mounting is not permitted here";
-    const auto [status, store] = openLibrary(configuration, {});
-    ASSERT_TRUE(store) << status.message();
-    EXPECT_TRUE(status.paths());
+    const OpenedLibrary opened = openLibrary(configuration, {});
+    const auto& store = opened.store;
+    ASSERT_TRUE(store) << opened.status.message();
+    EXPECT_TRUE(opened.status.paths());
     EXPECT_TRUE(store->isReadOnly());
     EXPECT_EQ(textIn(*store), "the text");
     EXPECT_EQ(failureOf([&] { store->setMetadata("key", true); }), readingOnly);
