@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QCoreApplication>
 #include <QObject>
 #include <QPointer>
 #include <QThreadPool>
@@ -9,14 +10,15 @@
 
 namespace penmark {
 
-/// The threads for work with files: more than cores, since such work waits, on some disks for ever.
+/// The threads for work with files: more than cores, since such work waits, on some disks for ever. They end with the
+/// application. The window's thread only.
 inline QThreadPool& filePool()
 {
-    static const auto pool = [] {
-        auto made = std::make_unique<QThreadPool>();
-        made->setMaxThreadCount(8);
-        return made;
-    }();
+    static QPointer<QThreadPool> pool;
+    if (!pool) {
+        pool = new QThreadPool(QCoreApplication::instance());
+        pool->setMaxThreadCount(8);
+    }
     return *pool;
 }
 
