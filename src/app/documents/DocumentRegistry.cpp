@@ -382,8 +382,8 @@ void DocumentRegistry::storeHasFailed(RecoveryBuffer& buffer, const RecoveryErro
     buffer.error_ = error.what();
     buffer.storeAgain_ = false;
     buffer.conflict_ = error.which() == RecoveryError::Case::revisionConflict;
-    // A conflict is not settled by trying again; it waits for the user.
-    if (!buffer.conflict_) {
+    // A conflict is not settled by trying again, nor is a library written that can only be read.
+    if (!buffer.conflict_ && !buffer.isReadOnlyLibrary()) {
         const auto wait = limits_.retry * (1 << std::min(buffer.failures_++, 3));
         buffer.retry_.start(static_cast<int>(wait.count()), Qt::CoarseTimer, &buffer);
     }

@@ -108,6 +108,11 @@ bool RecoveryBuffer::isStored() const
     return generation() == savedGeneration_ && recordVersion_ == savedRecordVersion_;
 }
 
+bool RecoveryBuffer::isReadOnlyLibrary() const
+{
+    return registry_ && registry_->library().store().isReadOnly();
+}
+
 bool RecoveryBuffer::isTextUnsaved() const
 {
     if (generation() == savedGeneration_ || (text().empty() && !isInLibrary_))

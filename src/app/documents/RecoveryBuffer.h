@@ -69,6 +69,8 @@ public:
     bool isStored() const;
     /// Whether the text as it is now is neither in the library nor in the document's file.
     bool isTextUnsaved() const;
+    /// Whether the library can be read and not written.
+    bool isReadOnlyLibrary() const;
     bool isSaving() const { return saving_; }
     std::optional<Date> storedAt() const { return storedAt_; }
 

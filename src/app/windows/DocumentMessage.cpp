@@ -46,7 +46,9 @@ std::optional<DocumentMessage> messageFor(const RecoveryBuffer& buffer)
         return DocumentMessage{toQString(buffer.damage()), Weight::failure,
                                buffer.isDraft() ? std::vector<Action>() : std::vector{Action::reload}};
     if (!buffer.error().empty())
-        return DocumentMessage{storeFailureText(buffer.error()), Weight::failure, {Action::retry, Action::saveCopy}};
+        return DocumentMessage{storeFailureText(buffer.error()), Weight::failure,
+                               buffer.isReadOnlyLibrary() ? std::vector{Action::saveCopy}
+                                                          : std::vector{Action::retry, Action::saveCopy}};
     const auto availability = buffer.originalAvailability();
     const bool changed = availability == OriginalFileAvailability::changed;
     if (changed)

@@ -160,6 +160,21 @@ bool DocumentPane::hideMessage()
     return true;
 }
 
+void DocumentPane::setBarAllowed(bool allowed)
+{
+    if (std::exchange(barIsAllowed_, allowed) == allowed)
+        return;
+    if (allowed) {
+        shown_.reset();  // what is to be said now is shown, be it what was said before
+        update();
+    } else if (bar_) {
+        const bool hadFocus = bar_->isAncestorOf(QApplication::focusWidget());
+        bar_->hide();
+        if (hadFocus)
+            focusText();
+    }
+}
+
 void DocumentPane::update()
 {
     if (!buffer_)
@@ -186,6 +201,10 @@ void DocumentPane::update()
         return;
     }
     hidden_.reset();
+    if (!barIsAllowed_) {
+        emit messageWaits();
+        return;
+    }
     if (!bar_) {
         bar_ = new MessageBar(this);
         static_cast<QVBoxLayout*>(layout())->insertWidget(0, bar_);

@@ -48,9 +48,12 @@ public:
     MessageBar* bar() const { return bar_; }
     /// Esc: hides the bar if it is there.
     bool hideMessage();
+    /// While another message stands in the bar's place.
+    void setBarAllowed(bool allowed);
 
 signals:
-    void viewChanged();  ///< another view is in front, or its carets moved
+    void messageWaits();  ///< a new one, for the bar's place
+    void viewChanged();   ///< another view is in front, or its carets moved
     void actionWanted(penmark::MessageAction action);
     void statusMessage(const QString& sentence);
     void filesDropped(const QList<QUrl>& files);
@@ -67,6 +70,7 @@ private:
     MessageBar* bar_ = nullptr;  // made when there is something to say
     QSplitter* views_ = nullptr;
     EditorView* view_ = nullptr;
+    bool barIsAllowed_ = true;
     std::optional<DocumentMessage> shown_;
     std::optional<DocumentMessage> hidden_;  // until there is another one
 };

@@ -232,6 +232,7 @@ void DocumentWindow::showBar(const QString& sentence, DocumentMessage::Weight we
     if (!bar_) {
         bar_ = new MessageBar(stack_->parentWidget());
         static_cast<QVBoxLayout*>(stack_->parentWidget()->layout())->insertWidget(1, bar_);
+        connect(bar_, &MessageBar::shownOrHidden, this, &DocumentWindow::shareBarPlace);
         connect(bar_, &MessageBar::dismissed, this, [this] {
             bar_->hide();
             if (pane())
@@ -251,6 +252,12 @@ void DocumentWindow::showBar(const QString& sentence, DocumentMessage::Weight we
     barTimer_.stop();
     if (forSoLong.count() > 0)
         barTimer_.start(forSoLong);
+}
+
+void DocumentWindow::shareBarPlace()
+{
+    if (!closing_ && pane())
+        pane()->setBarAllowed(!bar_ || bar_->isHidden());
 }
 
 void DocumentWindow::endBar(const QString& sentence)

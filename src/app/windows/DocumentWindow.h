@@ -149,6 +149,7 @@ private:
     void tabChanged(const Uuid& document);      ///< its title, its file or its state
     void tabChangesSoon(const Uuid& document);  ///< behind the frame that shows the key
     void updateTitle();
+    void shareBarPlace();  ///< one message at a time stands above the text
     void act(MessageAction action);
     void tabMenu(const Uuid& document, const QPoint& at);
     void askForFile(const RecoveryBuffer& buffer, const QString& caption,

@@ -113,6 +113,10 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
             status_->setDocument(pane->buffer(), pane->view());
         isTouched();
     });
+    connect(pane, &DocumentPane::messageWaits, this, [this, pane] {
+        if (pane == this->pane() && bar_ && !barIsUrgent_)
+            bar_->hide();
+    });
     connect(pane, &DocumentPane::actionWanted, this, &DocumentWindow::act);
     connect(pane, &DocumentPane::statusMessage, this, &DocumentWindow::showMessage);
     connect(pane, &DocumentPane::filesDropped, this,
@@ -171,6 +175,7 @@ void DocumentWindow::showTab(bool focus)
             program_.documents().store(*before->buffer());
     }
     stack_->setCurrentWidget(&pane);
+    shareBarPlace();
     forgetOldPanes();
     status_->setDocument(pane.buffer(), pane.view());
     if (pane.buffer() && !pane.buffer()->isDraft())

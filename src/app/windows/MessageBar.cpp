@@ -109,6 +109,8 @@ bool MessageBar::event(QEvent* event)
         emit dismissed();
         return true;
     }
+    if (event->type() == QEvent::ShowToParent || event->type() == QEvent::HideToParent)
+        emit shownOrHidden();
     return QFrame::event(event);
 }
 

@@ -35,6 +35,7 @@ public:
 
 signals:
     void dismissed();
+    void shownOrHidden();  ///< not with its window
 
 private:
     bool event(QEvent* event) override;

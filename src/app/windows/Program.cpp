@@ -205,7 +205,7 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
     if (newDraft || front.tabs().empty())
         front.newDraft();
     if (isReadOnly())
-        front.showBar(tr("Nothing can be stored: this library is open for reading only."),
+        front.showBar(tr("Nothing can be stored: this library is open for reading only"),
                       DocumentMessage::Weight::failure, {});
     else if (!settings_->problem().isEmpty())
         front.showBar(settings_->problem(), DocumentMessage::Weight::warning, {});

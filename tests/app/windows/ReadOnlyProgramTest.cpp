@@ -18,7 +18,7 @@ namespace penmark {
 namespace {
 
 constexpr auto ctrl = Qt::ControlModifier;
-constexpr auto nothingIsStored = "Nothing can be stored: this library is open for reading only.";
+constexpr auto nothingIsStored = "Nothing can be stored: this library is open for reading only";
 
 class ReadOnlyProgramTest : public ProgramTest {
 protected:

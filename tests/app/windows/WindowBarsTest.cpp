@@ -137,6 +137,37 @@ TEST_F(WindowBarsTest, EscHidesAMessageUntilThereIsAnother)
     ASSERT_TRUE(barSays("Original file changed")) << barText();
 }
 
+TEST_F(WindowBarsTest, OneMessageAtATimeTheNewestFirst)
+{
+    const auto say = [this](const char* sentence, DocumentMessage::Weight weight, bool offers) {
+        window().showBar(QString::fromUtf8(sentence), weight,
+                         offers ? std::vector<DocumentWindow::Offer>{{QStringLiteral("Act"), [] {}}}
+                                : std::vector<DocumentWindow::Offer>());
+    };
+    using Weight = DocumentMessage::Weight;
+    writeFile("a.txt", "one");
+    openFile("a.txt");
+    changeOutside("a.txt", "two");
+    ASSERT_TRUE(barSays("Original file changed"));
+    say("A note.", Weight::note, false);
+    EXPECT_EQ(barText(), "A note.");
+    window().buffer()->touch();  // says nothing new
+    settle();
+    EXPECT_EQ(barText(), "A note.");
+    changeOutside("a.txt", nullptr);
+    ASSERT_TRUE(barSays("Original file unavailable"));
+    EXPECT_EQ(barText(), "Original file unavailable") << "the note has gone";
+
+    say("It does not end.", Weight::failure, true);
+    changeOutside("a.txt", "two");
+    ASSERT_TRUE(wait([this] { return status(Part::file) == "Original file changed"; }));
+    EXPECT_EQ(barText(), "It does not end.") << "what has to be decided stays";
+    key(Qt::Key_Escape);
+    EXPECT_EQ(barText(), "Original file changed");
+    key(Qt::Key_Escape);
+    EXPECT_EQ(barText(), "");
+}
+
 TEST_F(WindowBarsTest, AMissingOriginalCanBeLocatedOrSavedElsewhere)
 {
     writeFile("a.txt", "one");
