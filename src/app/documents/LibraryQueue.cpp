@@ -82,22 +82,12 @@ LibraryQueue::LibraryQueue(std::unique_ptr<RecoveryStore> store)
 LibraryQueue::~LibraryQueue()
 {
     reader_.reset();
-    files_.reset();
     writer_.reset();
-}
-
-LibraryQueue::Worker& LibraryQueue::files()
-{
-    if (!files_)
-        files_ = std::make_unique<Worker>(true);
-    return *files_;
 }
 
 void LibraryQueue::finishWriting()
 {
-    writer_->finish();  // first: nothing of this waits for a disk that does not answer
-    if (files_)
-        files_->finish();
+    writer_->finish();
 }
 
 void LibraryQueue::post(Worker& worker, std::function<void()> task)

@@ -14,9 +14,8 @@
 
 namespace penmark {
 
-/// Where the window's thread leaves the library's work: one thread that writes, in the order asked, one that reads what
-/// somebody waits to see, so that no reading waits behind the storing of a large text, and one for work with other
-/// files besides, so that a disk that does not answer holds up neither.
+/// Where the window's thread leaves the library's work: one thread that writes, in the order asked, and one that reads
+/// what somebody waits to see, so that no reading waits behind the storing of a large text.
 ///
 /// Answers come in the thread that made the queue, unless their receiver is gone by then. Failures cross as
 /// RecoveryErrors; anything else that a job throws ends the program.
@@ -44,13 +43,6 @@ public:
         start(reader(), receiver, std::move(job), std::move(done), std::move(failed));
     }
 
-    /// The same on the thread for work that opens, reads or writes files of the user's.
-    template <class Job, class Done>
-    void runWithFiles(QObject* receiver, Job job, Done done, Failed failed)
-    {
-        start(files(), receiver, std::move(job), std::move(done), std::move(failed));
-    }
-
     /// The library, for the start and the end of the program and for tests; everything else goes through a job.
     RecoveryStore& store() { return *store_; }
 
@@ -58,8 +50,8 @@ public:
     /// it. Any thread.
     static std::optional<RecoveryError> guard(const std::function<void()>& work);
 
-    /// Returns when all that was asked of the threads that write is done. For the end of the program, when nobody is
-    /// left to be kept waiting. Answers still come by the event loop.
+    /// Returns when all that was asked of the writing thread is done. For the end of the program, when nobody is left
+    /// to be kept waiting. Answers still come by the event loop.
     void finishWriting();
 
 private:
@@ -104,14 +96,12 @@ private:
 
     Worker& writer() { return *writer_; }
     Worker& reader() { return *reader_; }
-    Worker& files();
     static void post(Worker& worker, std::function<void()> task);
     void answer(std::function<void()> call);
 
     std::unique_ptr<RecoveryStore> store_;
-    std::unique_ptr<Worker> writer_;  // before the store is closed, all are done
+    std::unique_ptr<Worker> writer_;  // before the store is closed, both are done
     std::unique_ptr<Worker> reader_;
-    std::unique_ptr<Worker> files_;  // made when it is needed
 };
 
 }  // namespace penmark

@@ -39,6 +39,10 @@ std::optional<std::string> giveWay(RecoveryStore& store, const std::string& path
         return std::nullopt;
     if (::access(path.c_str(), W_OK) != 0)
         throw RecoveryError::storage("The original file is read-only. Save a copy.");
+    if (store.isReadOnly())
+        throw RecoveryError::storage("What " + repairUtf8(fs::path(path).filename().native()) +
+                                     " holds cannot be kept, since the library is open for reading only. Choose "
+                                     "another name.");
     DocumentStore documents(store);
     const std::string bytes = readOriginal(path);
     std::string text;
@@ -105,7 +109,7 @@ OriginalFiles::~OriginalFiles() = default;
 
 void OriginalFiles::open(const fs::path& file, QObject* receiver, Opened opened, Refused refused, std::stop_token stop)
 {
-    registry_.library().runWithFiles(
+    registry_.library().read(
         receiver,
         [file, stop](RecoveryStore& store) -> std::optional<FileOpening> {
             try {
@@ -178,7 +182,7 @@ void OriginalFiles::openConverted(const fs::path& file, const std::string& encod
 void OriginalFiles::openAs(const fs::path& file, RecoveryEncoding encoding, QObject* receiver, Opened opened,
                            Refused refused)
 {
-    registry_.library().runWithFiles(
+    registry_.library().run(
         receiver,
         [file, encoding](RecoveryStore& store) -> FileOpening {
             try {
@@ -269,7 +273,7 @@ void OriginalFiles::perform(RecoveryBuffer& buffer, Kind kind, FileWork work, Do
         taken.storesEmpty = true;
         taken.textChanged = taken.textChanged || !idle.record_.head;
         const auto request = std::make_shared<const DocumentRegistry::StoreRequest>(std::move(taken));
-        registry_.library().runWithFiles(
+        registry_.library().run(
             &idle, [request, kind, work](RecoveryStore& store) { return storeAndWork(store, *request, kind, work); },
             [this, &idle, request, kind, done](FileResult result) {
                 const bool succeeded = (kind == Kind::copy || !result.storeFailure) && !result.fileFailure;

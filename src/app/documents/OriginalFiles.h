@@ -86,6 +86,8 @@ private:
 
     DocumentRegistry& registry_;  // outlives this object
     std::unique_ptr<QFileSystemWatcher> watcher_;
+    QSet<QString> asked_;    // paths that are looked for, to be watched
+    bool askAgain_ = false;  // one of them was wanted meanwhile
     QSet<QString> touched_;  // paths that something happened to
     QTimer settle_;
 };

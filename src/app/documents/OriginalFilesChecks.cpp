@@ -122,22 +122,26 @@ void OriginalFiles::watch()
 void OriginalFiles::stopWatching()
 {
     watcher_.reset();
+    asked_.clear();
 }
 
 // The file tells of writing, its folder of another file that takes its place. Where they are is asked elsewhere: on a
-// disk that does not answer the question can last for minutes.
+// disk that does not answer the question can last for minutes, so it is asked once.
 void OriginalFiles::watchFile(const RecoveryBuffer& buffer)
 {
     if (!watcher_ || buffer.isDraft())
         return;
-    QStringList wanted{pathOf(*buffer.record_.externalPath)};
-    wanted.push_back(QFileInfo(wanted.front()).path());
-    const auto isWatched = [this](const QString& path) {
-        return watcher_->files().contains(path) || watcher_->directories().contains(path);
-    };
-    wanted.erase(std::remove_if(wanted.begin(), wanted.end(), isWatched), wanted.end());
+    const QString file = pathOf(*buffer.record_.externalPath);
+    QStringList wanted;
+    for (const QString& path : {file, QFileInfo(file).path()}) {
+        if (asked_.contains(path))
+            askAgain_ = true;
+        else if (!watcher_->files().contains(path) && !watcher_->directories().contains(path))
+            wanted.push_back(path);
+    }
     if (wanted.empty())
         return;
+    asked_.unite({wanted.begin(), wanted.end()});
     inPool(
         watcher_.get(),
         [wanted] {
@@ -146,16 +150,17 @@ void OriginalFiles::watchFile(const RecoveryBuffer& buffer)
                          [](const QString& path) { return QFileInfo::exists(path); });
             return present;
         },
-        [this, isWatched](QStringList present) {
-            // Two documents of one folder ask for it at the same time.
-            present.erase(std::remove_if(present.begin(), present.end(), isWatched), present.end());
-            if (present.empty())
-                return;
-            watcher_->addPaths(present);
+        [this, wanted](const QStringList& present) {
+            asked_.subtract({wanted.begin(), wanted.end()});
+            if (!present.empty())
+                watcher_->addPaths(present);
+            const bool again = std::exchange(askAgain_, false);
             for (RecoveryBuffer* each : registry_.buffers()) {
                 // It may have changed before it was watched.
                 if (!each->isDraft() && present.contains(pathOf(*each->record_.externalPath)))
                     check(*each);
+                if (again)
+                    watchFile(*each);
             }
         });
 }

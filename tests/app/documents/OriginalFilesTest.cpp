@@ -392,31 +392,6 @@ TEST_F(OriginalFilesTest, ChangesOfAFileAreSeenWhenItIsWatched)
     EXPECT_TRUE(becomes(buffer, Availability::changed)) << "also behind an own save";
 }
 
-TEST_F(OriginalFilesTest, ADiskThatDoesNotAnswerHoldsUpNoStoringAndNoReading)
-{
-    RecoveryBuffer& saving = openStored(file("far.txt", "far"));
-    RecoveryBuffer& draft = registry.createDraft();
-    registry.retain(draft.id());
-    std::latch answers(1);
-    queue.runWithFiles(
-        &registry, [&](RecoveryStore&) { answers.wait(); }, [] {}, [](const RecoveryError&) {});
-    std::optional<bool> saved;
-    type(saving, " away");
-    originals.save(saving, [&](bool succeeded) { saved = succeeded; });
-    type(draft, "kept");
-    registry.store(draft);
-    EXPECT_TRUE(waitUntil([&] { return draft.isStored(); }));
-    bool isRead = false;
-    queue.read(
-        &registry, [](RecoveryStore& read) { return read.schemaVersion(); }, [&](int) { isRead = true; },
-        [](const RecoveryError&) {});
-    EXPECT_TRUE(waitUntil([&] { return isRead; }));
-    EXPECT_FALSE(saved);
-    answers.count_down();
-    ASSERT_TRUE(waitUntil([&] { return saved.has_value(); }));
-    EXPECT_TRUE(*saved);
-}
-
 TEST_F(OriginalFilesTest, CheckThatASaveOvertookDoesNotCount)
 {
     const auto path = file("letter.txt", "one");

@@ -94,9 +94,9 @@ TEST_F(RunningProgramTest, WhoWaitsForACancelledOpeningIsToldSo)
     HandOverRequest request;
     request.wait = true;
     request.targets = {{file("there.txt").string(), false, {}, {}}};
-    // The disk is busy, so that the opening has not ended when Esc comes.
+    // The library is busy, so that the opening has not ended when Esc comes.
     std::promise<void> goOn;
-    program->documents().library().runWithFiles(
+    program->documents().library().read(
         program.get(), [until = goOn.get_future().share()](RecoveryStore&) { until.wait(); }, [] {},
         [](const RecoveryError&) {});
     auto result = ask(request);
