@@ -94,7 +94,7 @@ FileDescriptor keepWritersAway(const fs::path& lock)
 }
 
 // SQLite then takes no locks, looks for no journal and makes no files, and trusts that nobody else writes.
-ReadOnlyDatabase openImmutable(const fs::path& database, const fs::path& lock)
+Connection connectImmutable(const fs::path& database)
 {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string uri = "file:";
@@ -105,11 +105,17 @@ ReadOnlyDatabase openImmutable(const fs::path& database, const fs::path& lock)
         else
             uri += c;
     }
+    Connection connection = connect(uri + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    if (readOnce(connection) != SQLITE_OK)
+        fail(connection);
+    return connection;
+}
+
+ReadOnlyDatabase openImmutable(const fs::path& database, const fs::path& lock)
+{
     ReadOnlyDatabase opened;
     opened.noWriter = keepWritersAway(lock);
-    opened.connection = connect(uri + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
-    if (readOnce(opened.connection) != SQLITE_OK)
-        fail(opened.connection);
+    opened.connection = connectImmutable(database);
     return opened;
 }
 
@@ -146,6 +152,9 @@ void copyFile(const fs::path& from, const fs::path& to)
     fs::copy_file(from, to, error);
     if (error)
         throw SystemError(error.value(), from.native());
+    // A copy of what nobody may write has its mode.
+    if (::chmod(to.c_str(), 0600) != 0)
+        throw SystemError(errno, to.native());
 }
 
 struct FileState {
@@ -172,19 +181,25 @@ std::optional<ReadOnlyDatabase> openUndoneCopy(const fs::path& database)
         const std::array before{FileState(database), FileState(journal)};
         const PrivateFolder folder;
         const fs::path copy = folder.path() / database.filename();
-        copyFile(database, copy);
-        copyFile(journal, besides(copy, "-journal"));
+        try {
+            copyFile(database, copy);
+            copyFile(journal, besides(copy, "-journal"));
+        } catch (const SystemError& error) {
+            if (error.errorNumber() == ENOENT)
+                return std::nullopt;  // the journal has gone: somebody has undone it
+            throw;
+        }
         if (std::array{FileState(database), FileState(journal)} != before)
             return std::nullopt;
-        fs::permissions(copy, fs::perms(0600));
-        const Connection undoing = connect(copy.native(), SQLITE_OPEN_READWRITE);
-        sqlite3_exec(undoing.get(), "PRAGMA synchronous=OFF", nullptr, nullptr, nullptr);
-        if (readOnce(undoing) != SQLITE_OK)
-            fail(undoing);
+        {
+            const Connection undoing = connect(copy.native(), SQLITE_OPEN_READWRITE);
+            sqlite3_exec(undoing.get(), "PRAGMA synchronous=OFF", nullptr, nullptr, nullptr);
+            if (readOnce(undoing) != SQLITE_OK)
+                fail(undoing);
+        }
         ReadOnlyDatabase opened;
-        opened.connection = connect(copy.native(), SQLITE_OPEN_READONLY);
-        if (readOnce(opened.connection) != SQLITE_OK)
-            fail(opened.connection);
+        // Others could make files of the names that are gone again; it must not be asked for any.
+        opened.connection = connectImmutable(copy);
         return opened;
     } catch (const SystemError& error) {
         throw RecoveryError::storage("The last change to the library was cut off. Undoing it in a copy, below the "

@@ -11,7 +11,8 @@ struct sqlite3;
 namespace penmark {
 
 /// A connection that can only read, to a database file that is there already. Making it changes no byte in the
-/// database's folder and leaves no file behind, there or elsewhere.
+/// database's folder and leaves no file behind, there or elsewhere; only where another program has left a write-ahead
+/// log with something in it, which no library of ours has, SQLite makes its index beside it.
 ///
 /// Threads: any, one at a time. Not while this process writes to the same database by another connection: the system
 /// drops a process's locks of a file whenever one of its descriptors is closed.

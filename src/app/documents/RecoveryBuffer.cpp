@@ -117,7 +117,9 @@ bool RecoveryBuffer::isTextUnsaved() const
 {
     if (generation() == savedGeneration_ || (text().empty() && !isInLibrary_))
         return false;
-    return isDraft() || !fileMatchesSavedVersion();
+    const bool isGone =
+        availability_ == OriginalFileAvailability::changed || availability_ == OriginalFileAvailability::unavailable;
+    return isDraft() || isGone || !fileMatchesSavedVersion();
 }
 
 bool RecoveryBuffer::fileMatchesSavedVersion() const

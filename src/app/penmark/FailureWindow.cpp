@@ -73,7 +73,7 @@ void FailureWindow::addReading()
     problems_ = new QPlainTextEdit(this);
     problems_->setReadOnly(true);
     problems_->setTabChangesFocus(true);
-    problems_->setAccessibleName(tr("Texts that could not be read"));
+    problems_->setAccessibleName(tr("What could not be read"));
     problems_->hide();
     layout_->addWidget(problems_, 2);
 
@@ -102,7 +102,8 @@ void FailureWindow::addButtons(const QString& sentence, const QString& where)
     connect(addButton(*row, tr("Copy Message")), &QPushButton::clicked, this,
             [sentence, where] { QGuiApplication::clipboard()->setText(sentence + QLatin1Char('\n') + where); });
     row->addStretch(1);
-    connect(addButton(*row, tr("Open Another Library…")), &QPushButton::clicked, this, &FailureWindow::openAnother);
+    openAnother_ = addButton(*row, tr("Open Another Library…"));
+    connect(openAnother_, &QPushButton::clicked, this, &FailureWindow::openAnother);
     tryAgain_ = addButton(*row, tr("Try Again"));
     connect(tryAgain_, &QPushButton::clicked, this, [this] { emit tryAgain(LibraryAccess::readWrite); });
     auto* const quit = addButton(*row, tr("Quit"));
@@ -166,7 +167,7 @@ void FailureWindow::endExport(const LibraryExport::Result& result)
         sentence += QLatin1Char('\n');
     sentence += tr("Texts written: %1").arg(result.written);
     if (!result.problems.empty())
-        sentence += QLatin1Char('\n') + tr("Could not be read: %1").arg(result.problems.size());
+        sentence += QLatin1Char('\n') + tr("Problems: %1").arg(result.problems.size());
     if (!result.folder.empty())
         sentence += QLatin1Char('\n') + tr("Folder: %1").arg(QFile::decodeName(result.folder.c_str()));
     progress_->setText(sentence);
@@ -187,6 +188,7 @@ void FailureWindow::setExporting(bool exporting)
     const bool hadFocus = export_->hasFocus() || cancel_->hasFocus();
     openReadOnly_->setEnabled(!exporting);
     tryAgain_->setEnabled(!exporting);
+    openAnother_->setEnabled(!exporting);
     export_->setVisible(!exporting);
     cancel_->setVisible(exporting);
     if (hadFocus)

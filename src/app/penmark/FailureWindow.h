@@ -50,6 +50,7 @@ private:
     QPushButton* export_ = nullptr;
     QPushButton* cancel_ = nullptr;
     QPushButton* tryAgain_ = nullptr;
+    QPushButton* openAnother_ = nullptr;
     std::unique_ptr<LibraryExport> running_;
 };
 

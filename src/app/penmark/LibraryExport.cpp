@@ -9,8 +9,11 @@
 #include "storage/RecoveryStore.h"
 
 #include <QDate>
+#include <cerrno>
 #include <chrono>
 #include <new>
+
+#include <sys/stat.h>
 
 namespace penmark {
 
@@ -26,11 +29,11 @@ fs::path makeFolder(const fs::path& parent, const std::string& name)
 {
     for (int number = 1;; ++number) {
         const fs::path folder = parent / (number == 1 ? name : name + " (" + std::to_string(number) + ")");
-        std::error_code error;
-        if (fs::create_directory(folder, error))
+        // For this user only, as the library is: what is in it may be anything.
+        if (::mkdir(folder.c_str(), 0700) == 0)
             return folder;
-        if (error && error != std::errc::file_exists)
-            throw SystemError(error.value(), folder.native());
+        if (errno != EEXIST)
+            throw SystemError(errno, folder.native());
     }
 }
 

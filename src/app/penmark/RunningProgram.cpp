@@ -2,30 +2,23 @@
 #include "app/penmark/RunningProgram.h"
 
 #include "app/penmark/EarlyStart.h"
+#include "app/shell/LockHolder.h"
 #include "app/shell/WindowActivation.h"
 #include "app/windows/DocumentWindow.h"
-#include "base/FileDescriptor.h"
 #include "base/SystemError.h"
 
 #include <QTimer>
 #include <algorithm>
-#include <cerrno>
-
-#include <sys/file.h>
 
 namespace penmark {
 
 namespace {
 
-// Whether another process holds the library's lock. Asks for a share of it, and lets go at once.
+// Whether another process holds the library's lock. Asks the system, since trying the lock could make another process
+// fail that wants it at this moment.
 bool isWriterAtWork(const std::filesystem::path& library)
 {
-    try {
-        const FileDescriptor file = FileDescriptor::open(library / "writer.lock", O_RDONLY);
-        return flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    } catch (const SystemError&) {
-        return false;
-    }
+    return lockHolder(library / "writer.lock").has_value();
 }
 
 }  // namespace

@@ -435,10 +435,12 @@ std::vector<RecoveryBuffer*> Program::unsavedTexts() const
     return unsaved;
 }
 
-void Program::rescue(const std::vector<RecoveryBuffer*>& buffers)
+std::size_t Program::rescue(const std::vector<RecoveryBuffer*>& buffers)
 {
-    for (const fs::path& file : rescueTexts(buffers))
+    const std::vector<fs::path> files = rescueTexts(buffers);
+    for (const fs::path& file : files)
         std::fprintf(stderr, "penmark: A text that could not be stored is in %s\n", file.c_str());
+    return files.size();
 }
 
 // The library will not take them however long the program stays, so leaving is offered.
@@ -459,8 +461,13 @@ void Program::staysForTexts(const std::vector<RecoveryBuffer*>& unsaved)
                              alive->saveCopy(document);
                      }},
                     {tr("Quit Anyway"), [this] {
-                         rescue(unsavedTexts());
-                         QCoreApplication::exit(0);
+                         const std::vector<RecoveryBuffer*> left = unsavedTexts();
+                         if (rescue(left) == left.size())
+                             QCoreApplication::exit(0);
+                         else
+                             frontWindow().showBar(tr("Penmark stays open, since there is no place for what is not "
+                                                      "stored. Save a copy of each such text."),
+                                                   DocumentMessage::Weight::failure, {});
                      }}});
 }
 

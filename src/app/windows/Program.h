@@ -148,7 +148,7 @@ private:
     void showOpened(RecoveryBuffer& buffer, const OpenRequest& request, DocumentWindow& window);
     void storeNow();
     std::vector<RecoveryBuffer*> unsavedTexts() const;
-    void rescue(const std::vector<RecoveryBuffer*>& buffers);
+    std::size_t rescue(const std::vector<RecoveryBuffer*>& buffers);
     void staysForTexts(const std::vector<RecoveryBuffer*>& unsaved);
     /// With those of its documents that are still there; absent if none brings back anything.
     std::optional<RecoveryWindow> lastClosedWindow() const;

@@ -40,7 +40,7 @@ QString reasonOfTheDisk(std::string_view sentence)
         return Status::tr("no room left of what this user may store");
     if (says("open for reading only"))
         return Status::tr("this library is open for reading only");
-    if (says("readonly database") || says(std::strerror(EROFS)))
+    if (says(std::strerror(EROFS)))
         return Status::tr("the disk cannot be written to");
     return {};
 }

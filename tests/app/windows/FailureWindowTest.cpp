@@ -127,8 +127,7 @@ TEST_F(FailureWindowTest, ExportsWhatCanBeReadAndNamesTheRest)
     show(RecoveryError::storage("damaged"));
     exportTexts();
     EXPECT_EQ(textsIn(exported), (std::multiset<std::string>{"first text", "third text"}));
-    EXPECT_EQ(label("Texts written"),
-              "Texts written: 2\nCould not be read: 1\nFolder: " + (target / exported).string());
+    EXPECT_EQ(label("Texts written"), "Texts written: 2\nProblems: 1\nFolder: " + (target / exported).string());
     const auto* problems = window->findChild<QPlainTextEdit*>();
     ASSERT_TRUE(problems->isVisible());
     EXPECT_NE(problems->toPlainText().indexOf(QStringLiteral("(lost )")), -1) << problems->toPlainText().toStdString();

@@ -51,7 +51,7 @@ TEST_F(StatusTextsTest, ADiskThatIsFullIsNamedWhoeverSaysIt)
     EXPECT_EQ(storeFailureReason(full).toStdString(), "disk full");
     EXPECT_EQ(storeFailureText(sentence(SystemError(ENOSPC, "/library").what())).toStdString(),
               "Nothing can be stored: disk full");
-    EXPECT_EQ(storeFailureText(sentence(sqlite3_errstr(SQLITE_READONLY))).toStdString(),
+    EXPECT_EQ(storeFailureText(sentence(SystemError(EROFS, "/library").what())).toStdString(),
               "Nothing can be stored: the disk cannot be written to");
     const std::string other = RecoveryError(RecoveryError::Case::revisionConflict).what();
     EXPECT_EQ(storeFailureText(other).toStdString(), other);
