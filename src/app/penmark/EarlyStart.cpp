@@ -1,14 +1,32 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/penmark/EarlyStart.h"
 
+#include "storage/ContentStore.h"
+#include "storage/DocumentStore.h"
 #include "storage/RecoveryError.h"
 #include "storage/WindowStore.h"
 
 #include <algorithm>
+#include <set>
+#include <variant>
 
 namespace penmark {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// A larger text comes into its window when it has been read: the window need not wait for it.
+bool isReadAtOnce(RecoveryStore& store, const Uuid& document)
+{
+    constexpr std::size_t largest = 8 << 20;  // bytes; some 30 ms
+    const DocumentStore documents(store);
+    const auto record = documents.loadDocument(document);
+    const auto head = record ? documents.loadHead(*record) : std::nullopt;
+    return !head || ContentStore(store).textSize(head->contentHash) <= largest;
+}
+
+}  // namespace
 
 std::vector<OpenRequest> openRequests(const std::vector<OpenTarget>& targets)
 {
@@ -37,20 +55,28 @@ EarlyLibrary startEarly(const RecoveryConfiguration& configuration, const Enviro
     } catch (const RecoveryError& error) {
         early.problems.emplace_back(error.what());
     }
+    std::set<Uuid> opened;
+    for (const OpenRequest& file : files) {
+        const FileOpening& opening = early.files.emplace_back(openFile(*early.store, file.file));
+        if (const auto* document = std::get_if<LoadedDocument>(&opening))
+            opened.insert(document->record.id);
+    }
     for (const RecoveryWindow& window : early.windows) {
         if (!restoresWindows || !window.isOpen || window.documents.empty())
             continue;
         const bool isThere = window.selected && std::find(window.documents.begin(), window.documents.end(),
                                                           *window.selected) != window.documents.end();
         const Uuid front = isThere ? *window.selected : window.documents.front();
+        if (opened.contains(front))
+            continue;
         try {
+            if (!isReadAtOnce(*early.store, front))
+                continue;
             early.documents.push_back(DocumentRegistry::readDocument(*early.store, front));
         } catch (const RecoveryError&) {
             // It is read again, and reported, when its tab is shown.
         }
     }
-    for (const OpenRequest& file : files)
-        early.files.push_back(openFile(*early.store, file.file));
     return early;
 }
 

@@ -185,6 +185,15 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
 {
     for (LoadedDocument& document : std::exchange(earlyDocuments_, {}))
         documents_->adopt(std::move(document));
+    // Before a window asks the library for the same text.
+    std::vector<RecoveryBuffer*> opened;
+    for (FileOpening& opening : earlyFiles_) {
+        auto* const document = std::get_if<LoadedDocument>(&opening);
+        RecoveryBuffer* present = document ? documents_->findBoundTo(*document->record.externalPath) : nullptr;
+        if (document && !present)
+            present = &documents_->adopt(std::move(*document));
+        opened.push_back(present);
+    }
     if (restoreWindows) {
         const std::vector<RecoveryWindow> stored(records_->all().begin(), records_->all().end());
         for (const RecoveryWindow& record : stored) {
@@ -195,13 +204,13 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
     if (windows_.empty() || inNewWindow)
         makeWindow();
     DocumentWindow& front = frontWindow();
-    std::size_t index = 0;
-    for (FileOpening& opening : std::exchange(earlyFiles_, {})) {
-        const OpenRequest request = files[index++];
-        files_->takeOpened(
-            std::move(opening), [&](RecoveryBuffer& buffer) { showOpened(buffer, request, front); },
-            [&](const FileRefusal& refusal) { front.showRefusal(refusal); });
+    for (std::size_t index = 0; index < opened.size(); ++index) {
+        if (opened[index])
+            showOpened(*opened[index], files[index], front);
+        else
+            front.showRefusal(std::get<FileRefusal>(earlyFiles_[index]));
     }
+    earlyFiles_.clear();
     if (newDraft || front.tabs().empty())
         front.newDraft();
     if (isReadOnly())

@@ -56,7 +56,8 @@ void ProgramTest::start(bool restoresWindows)
         return;
     LoadedSettings loaded;
     loaded.settings = settings;
-    EarlyLibrary early = startEarly(libraryIn(folder), {{"HOME", folder.path().string()}}, {}, restoresWindows, access);
+    EarlyLibrary early =
+        startEarly(libraryIn(folder), {{"HOME", folder.path().string()}}, startFiles, restoresWindows, access);
     ASSERT_TRUE(early.store) << early.status.message();
     program = std::make_unique<Program>(std::move(early), folder.path() / "settings.json", std::move(loaded));
     program->askForFiles = [this](QWidget&, const Program::FileQuestion& question) {
@@ -67,7 +68,7 @@ void ProgramTest::start(bool restoresWindows)
         if (!paths.isEmpty())
             question.chosen(paths);
     };
-    program->start({}, restoresWindows, false, false);
+    program->start(startFiles, restoresWindows, false, false);
     program->afterFirstFrame();
     window().activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));

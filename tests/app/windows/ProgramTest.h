@@ -84,6 +84,7 @@ protected:
     std::unique_ptr<Program> program;
     Settings settings;                                // of the next start
     LibraryAccess access = LibraryAccess::readWrite;  // likewise
+    std::vector<OpenRequest> startFiles;              ///< of the command line
     std::vector<std::string> asked;                   // captions of questions for files
     std::vector<std::string> answers;                 // paths for the next question; none: it is cancelled
 };

@@ -133,6 +133,33 @@ TEST_F(WindowRestartTest, KeepsWhatItDoesNotKnow)
     start();
 }
 
+// It is read behind its window, unless the command line asks for its file as well.
+TEST_F(WindowRestartTest, ALargeTextComesBackOnce)
+{
+    std::string lines;
+    while (lines.size() < 9'000'000)
+        lines += "line " + std::to_string(lines.size()) + "\n";
+    writeFile("large.txt", lines);
+    openFile("large.txt");
+    key(Qt::Key_End, ctrl);
+    const std::string place = caret();
+    const auto head = [this] { return buffer().record().head; };
+    program->documents().store(buffer());
+    ASSERT_TRUE(wait([this] { return buffer().isStored() && buffer().isInLibrary(); }));
+    const auto stored = head();
+    restart();
+    EXPECT_EQ(caret(), place);
+    EXPECT_TRUE(text() == lines);
+    EXPECT_EQ(head(), stored);
+    startFiles = {{file("large.txt")}, {file("large.txt")}};
+    restart();
+    EXPECT_EQ(tabs(), "[large.txt]");
+    EXPECT_EQ(caret(), place);
+    EXPECT_TRUE(text() == lines);
+    EXPECT_EQ(head(), stored);
+    EXPECT_EQ(program->documents().headers().all().size(), 1U);
+}
+
 TEST_F(WindowRestartTest, ClosedWindowsStayClosedAndTheLastOneOpen)
 {
     type("first");
