@@ -5,6 +5,7 @@
 #include <array>
 #include <stdexcept>
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 namespace penmark {
@@ -64,6 +65,11 @@ std::string sha256(std::string_view bytes)
     thread_local Sha256 hasher;
     hasher.add(bytes);
     return hasher.finish();
+}
+
+void endHashingOfThread() noexcept
+{
+    OPENSSL_thread_stop();
 }
 
 bool isSha256(std::string_view text) noexcept

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/Sha256.h"
+
 #include <QCoreApplication>
 #include <QObject>
 #include <QPointer>
@@ -22,6 +24,15 @@ inline QThreadPool& filePool()
     return *pool;
 }
 
+template <class Job>
+void startInPool(Job job)
+{
+    filePool().start([job = std::move(job)]() mutable {
+        job();
+        endHashingOfThread();
+    });
+}
+
 /// Runs `job` on a thread of the pool, for work that has nothing to do with the library, and calls `done` with its
 /// result on the calling thread while the receiver lives. The job throws nothing.
 template <class Job, class Done>
@@ -29,7 +40,7 @@ void inPool(QObject* receiver, Job job, Done done)
 {
     const QPointer<QObject> alive(receiver);
     auto* const mailbox = new QObject;
-    filePool().start([alive, mailbox, job = std::move(job), done = std::move(done)]() mutable {
+    startInPool([alive, mailbox, job = std::move(job), done = std::move(done)]() mutable {
         auto result = std::make_shared<decltype(job())>(job());
         QMetaObject::invokeMethod(
             mailbox,

@@ -396,7 +396,7 @@ void DocumentWindow::exportPdf()
         const bool replaces = QFileInfo::exists(paths.first());
         const QPointer<DocumentWindow> window(this);
         showMessage(tr("Writing %1").arg(paths.first()));
-        filePool().start(
+        startInPool(
             [window, path = paths.first(), replaces, root = program_.libraryRoot(), text, title, language, font] {
                 const auto failure =
                     writePdf(toPath(path), replaces, root, [&] { return pdfOf(text, title, language, font); });
