@@ -8,6 +8,8 @@ namespace penmark {
 
 namespace {
 
+constexpr std::string_view insertRevisionRow = "INSERT INTO revisions(id,document_id,hash,json) VALUES(?,?,?,?)";
+
 template <class R>
 std::optional<R> decodeFirst(const std::vector<RecoveryStore::Row>& rows, std::string_view kind)
 {
@@ -161,6 +163,31 @@ DocumentStore::Written DocumentStore::write(const Uuid& documentID, const std::o
     return {std::move(document), std::move(revision)};
 }
 
+void DocumentStore::createFromContent(std::span<FromContent> documents)
+{
+    store_.transaction([&] {
+        Statement content = store_.prepare("SELECT 1 FROM content WHERE hash=?");
+        Statement insert = store_.prepare(insertRevisionRow);
+        Statement queue = store_.prepare(Outbox::insertRow);
+        for (auto& [document, contentHash] : documents) {
+            content.bind({contentHash});
+            if (!content.step())
+                throw RecoveryError(RecoveryError::Case::missingContent);
+            document.head.reset();
+            const RecoveryRevision revision = nextRevision(document, contentHash, false);
+            const std::string id = revision.id.text();
+            const std::string documentID = document.id.text();
+            const std::string json = encodeStored(revision);
+            insert.bind({id, documentID, contentHash, Blob{json}});
+            insert.run();
+            queue.bind({id, "documentRevision", Blob{json}});
+            queue.run();
+            createDocument(document);
+        }
+        outbox_.dropIfSyncIsOff();
+    });
+}
+
 RecoveryDocument DocumentStore::discard(const Uuid& id)
 {
     return store_.transaction([&] {
@@ -244,6 +271,19 @@ std::vector<std::string> DocumentStore::checkpointsHolding(const Uuid& revisionI
 
 RecoveryRevision DocumentStore::insertRevision(RecoveryDocument& document, std::string_view contentHash, bool deleted)
 {
+    RecoveryRevision revision = nextRevision(document, contentHash, deleted);
+    const std::string json = encodeStored(revision);
+    store_.execute(insertRevisionRow, {revision.id.text(), document.id.text(), contentHash, Blob{json}});
+    replaceRecord(document);
+    outbox_.add(revision.id.text(), "documentRevision", json);
+    outbox_.dropIfSyncIsOff();
+    return revision;
+}
+
+// Makes it the document's head; nothing is written.
+RecoveryRevision DocumentStore::nextRevision(RecoveryDocument& document, std::string_view contentHash,
+                                             bool deleted) const
+{
     RecoveryRevision revision;
     revision.id = Uuid::random();
     revision.documentID = document.id;
@@ -252,15 +292,8 @@ RecoveryRevision DocumentStore::insertRevision(RecoveryDocument& document, std::
     revision.contentHash = contentHash;
     revision.createdAt = clock_();
     revision.deleted = deleted;
-    const std::string json = encodeStored(revision);
-    store_.execute("INSERT INTO revisions(id,document_id,hash,json) VALUES(?,?,?,?)",
-                   {revision.id.text(), document.id.text(), contentHash, Blob{json}});
-
     document.head = revision.id;
     document.updatedAt = revision.createdAt;
-    replaceRecord(document);
-    outbox_.add(revision.id.text(), "documentRevision", json);
-    outbox_.dropIfSyncIsOff();
     return revision;
 }
 

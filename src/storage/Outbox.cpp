@@ -18,7 +18,13 @@ struct SyncSwitch {
 
 void Outbox::add(std::string_view id, std::string_view entity, std::string_view json)
 {
-    store_.execute("INSERT INTO outbox(id,entity,payload) VALUES(?,?,?)", {id, entity, Blob{json}});
+    store_.execute(insertRow, {id, entity, Blob{json}});
+}
+
+bool Outbox::isSyncOn() const
+{
+    const auto settings = store_.metadata<SyncSwitch>("syncSettings");
+    return settings && settings->enabled;
 }
 
 void Outbox::dropIfSyncIsOff()

@@ -5,6 +5,7 @@
 #include "storage/LibrarySchema.h"
 #include "storage/RecoveryError.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 
@@ -322,6 +323,24 @@ void RecoveryStore::forEachRow(std::string_view sql, SqlParameters parameters,
         noteFailureInside();
         throw;
     }
+}
+
+RecoveryStore::Beginning RecoveryStore::readBeginning(const char* table, const char* column, std::int64_t rowid,
+                                                      std::size_t limit)
+{
+    const auto hold = lock();
+    refuseOutsideOfTransaction();
+    sqlite3_blob* opened = nullptr;
+    const int found = sqlite3_blob_open(connection_.get(), "main", table, column, rowid, 0, &opened);
+    const std::unique_ptr<sqlite3_blob, decltype(&sqlite3_blob_close)> value(opened, sqlite3_blob_close);
+    if (found != SQLITE_OK)
+        throw RecoveryError::storage(sqlite3_errmsg(connection_.get()));
+    const int whole = sqlite3_blob_bytes(opened);
+    const int size = static_cast<int>(std::min(limit, static_cast<std::size_t>(whole)));
+    Beginning beginning{std::string(static_cast<std::size_t>(size), '\0'), size == whole};
+    if (sqlite3_blob_read(opened, beginning.bytes.data(), size, 0) != SQLITE_OK)
+        throw RecoveryError::storage(sqlite3_errmsg(connection_.get()));
+    return beginning;
 }
 
 void RecoveryStore::runTransaction(FunctionRef<void()> body)

@@ -126,6 +126,32 @@ TEST_F(DocumentStoreTest, AMovedHeadIsAConflictAndNothingIsWritten)
     EXPECT_EQ(caseOf([&] { documents.writeRevision(Uuid::random(), {}, "x"); }), RecoveryError::Case::storage);
 }
 
+TEST_F(DocumentStoreTest, DocumentsCanBeMadeOfTextsThatAreThere)
+{
+    const auto original = documents.createWithText(documents.newDocument("A"), "text");
+    const std::string hash = original.revision->contentHash;
+    const auto version = library.searchVersion();
+    std::vector<DocumentStore::FromContent> made{{documents.newDocument("B"), hash},
+                                                 {documents.newDocument("C"), hash}};
+    made[1].document.head = original.document.head;  // of another document: it is not taken over
+    documents.createFromContent(made);
+    EXPECT_GT(library.searchVersion(), version);
+    for (const auto& [document, contentHash] : made) {
+        EXPECT_EQ(documents.loadDocument(document.id), document);
+        const auto head = documents.loadHead(document);
+        ASSERT_TRUE(head);
+        EXPECT_EQ(head->contentHash, hash);
+        EXPECT_EQ(head->documentID, document.id);
+        EXPECT_FALSE(head->parent);
+        EXPECT_EQ(library.query("SELECT payload FROM outbox WHERE id=?", {head->id.text()})[0][0], encodeRecord(*head));
+    }
+
+    made = {{documents.newDocument("D"), hash}, {documents.newDocument("E"), sha256("nowhere")}};
+    EXPECT_EQ(caseOf([&] { documents.createFromContent(made); }), RecoveryError::Case::missingContent);
+    EXPECT_EQ(count("documents"), "3");
+    EXPECT_EQ(count("outbox"), "3");
+}
+
 // Of writers that start from one head exactly one gets through each time; no text that was accepted is lost.
 TEST_F(DocumentStoreTest, WritersAtOnceNeverOverwriteEachOther)
 {

@@ -272,6 +272,25 @@ TEST_F(RecoveryStoreTest, BindsAndReadsEveryKindOfValue)
         EXPECT_NE(failureOf([&] { store.query(sql, {"a", "b"}); }), "no failure") << sql;
 }
 
+TEST_F(RecoveryStoreTest, ReadsTheBeginningOfAValueAlone)
+{
+    RecoveryStore store(configuration);
+    const std::string large(3'000'000, 'x');
+    store.execute("INSERT INTO windows(id,json) VALUES('large',?),('text','aé'),('empty',x''),('number',7)",
+                  {Blob{large}});
+    const auto beginning = [&](std::int64_t row, std::size_t limit) {
+        return store.readBeginning("windows", "json", row, limit);
+    };
+    EXPECT_EQ(beginning(1, 5000).bytes, large.substr(0, 5000));
+    EXPECT_FALSE(beginning(1, large.size() - 1).isAll);
+    EXPECT_TRUE(beginning(1, large.size()).isAll);
+    EXPECT_EQ(beginning(2, 100).bytes, "aé");
+    EXPECT_TRUE(beginning(2, 3).isAll);
+    EXPECT_TRUE(beginning(3, 100).isAll);
+    EXPECT_THROW(beginning(4, 100), RecoveryError);
+    EXPECT_THROW(beginning(5, 100), RecoveryError);
+}
+
 TEST_F(RecoveryStoreTest, MetadataThatDoesNotDecodeCountsAsAbsent)
 {
     RecoveryStore store(configuration);
