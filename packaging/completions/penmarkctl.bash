@@ -1,11 +1,30 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Completion of penmarkctl for bash.
 
+# Completes "$cur" to the identifiers that a command lists, in its first field or the one whose number is $1, and of the
+# library that the command line names.
+_penmarkctl_ids()
+{
+    local field=$1
+    shift
+    mapfile -t COMPREPLY < <(compgen -W "$(penmarkctl "${library[@]}" "$@" 2>/dev/null | cut -f"$field" | grep -v '^-$')" -- "${cur^^}")
+}
+
+_penmarkctl_files()
+{
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(compgen "$1" -- "$cur")
+}
+
 _penmarkctl()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="status documents new import open write cat discard save history export verify"
-    local command="" operands=0 word i
+    local commands="status documents new import open write cat discard save history diff restore export verify sessions session workspaces workspace projects project closed reopen checkpoints checkpoint calendar"
+    local session="show new rename close reopen move delete"
+    local workspace="show new rename link unlink close reopen remove"
+    local project="add remove"
+    local checkpoint="show keep restore pin unpin rename delete"
+    local command="" first="" operands=0 word i
     local -a library=()
     COMPREPLY=()
 
@@ -19,7 +38,7 @@ _penmarkctl()
     for ((i = 1; i < COMP_CWORD; ++i)); do
         word=${COMP_WORDS[i]}
         case $word in
-            --library | --title | --language | --parent | --revision | --limit | --offset)
+            --library | --title | --language | --parent | --revision | --limit | --offset | --document)
                 [[ ${COMP_WORDS[i + 1]} == "=" ]] && ((++i))
                 ((++i))
                 # The words are as they were typed, so quotes and "~" still have to be taken as the shell takes them.
@@ -32,7 +51,10 @@ _penmarkctl()
             *)
                 if [[ -z $command ]]; then
                     command=$word
+                elif [[ $command =~ ^(session|workspace|project|checkpoint)$ ]]; then
+                    command+=" $word"
                 else
+                    [[ -z $first ]] && first=$word
                     ((++operands))
                 fi
                 ;;
@@ -41,18 +63,25 @@ _penmarkctl()
 
     case $prev in
         --library)
-            compopt -o filenames
-            mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+            _penmarkctl_files -d
             return
             ;;
         --parent | --revision)
+            if [[ $command == session* ]]; then
+                _penmarkctl_ids 1 sessions
+                return
+            fi
             # The document may stand behind the option; then nothing is known of it yet.
             for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
                 if [[ $word =~ ^[0-9A-Fa-f][0-9A-Fa-f-]{3,}$ ]]; then
-                    mapfile -t COMPREPLY < <(compgen -W "$(penmarkctl "${library[@]}" history "$word" 2>/dev/null | cut -f1)" -- "${cur^^}")
+                    _penmarkctl_ids 1 history "$word"
                     return
                 fi
             done
+            return
+            ;;
+        --document)
+            _penmarkctl_ids 1 documents
             return
             ;;
         --title | --language | --limit | --offset) return ;;
@@ -69,6 +98,14 @@ _penmarkctl()
             cat) options+=" --revision" ;;
             history) options+=" --json --limit --offset" ;;
             export) options+=" --all" ;;
+            sessions) options+=" --json" ;;
+            "session new") options+=" --title --parent" ;;
+            workspaces) options+=" --json" ;;
+            projects) options+=" --json" ;;
+            closed) options+=" --json" ;;
+            checkpoints) options+=" --json" ;;
+            "checkpoint keep") options+=" --document" ;;
+            calendar) options+=" --json" ;;
         esac
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
         return
@@ -76,22 +113,50 @@ _penmarkctl()
 
     case $command in
         "") mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$cur") ;;
-        write | cat | discard | save | history)
+        session | workspace | project | checkpoint) mapfile -t COMPREPLY < <(compgen -W "${!command}" -- "$cur") ;;
+        write | cat | discard | save | history | diff | restore)
             if ((operands == 0)); then
-                mapfile -t COMPREPLY < <(compgen -W "$(penmarkctl "${library[@]}" documents 2>/dev/null | cut -f1)" -- "${cur^^}")
+                _penmarkctl_ids 1 documents
             elif [[ $command == write || $command == save ]] && ((operands == 1)); then
-                compopt -o filenames
-                mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+                _penmarkctl_files -f
+            elif [[ $command == diff && $operands -lt 3 || $command == restore && $operands -lt 2 ]]; then
+                _penmarkctl_ids 1 history "$first"
             fi
             ;;
-        new | open | import)
-            compopt -o filenames
-            mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+        new | open | import) _penmarkctl_files -f ;;
+        export) _penmarkctl_files -d ;;
+        "session new") ;;
+        "session move") ((operands < 2)) && _penmarkctl_ids 1 sessions ;;
+        session\ *) ((operands == 0)) && _penmarkctl_ids 1 sessions ;;
+        "workspace new") ;;
+        "workspace link")
+            if ((operands == 0)); then
+                _penmarkctl_ids 1 workspaces
+            else
+                _penmarkctl_ids 1 documents
+            fi
             ;;
-        export)
-            compopt -o filenames
-            mapfile -t COMPREPLY < <(compgen -d -- "$cur")
+        "workspace unlink")
+            if ((operands == 0)); then
+                _penmarkctl_ids 1 workspaces
+            else
+                _penmarkctl_ids 2 workspace show "$first"
+            fi
             ;;
+        workspace\ *) ((operands == 0)) && _penmarkctl_ids 1 workspaces ;;
+        "project add") _penmarkctl_files -d ;;
+        "project remove") ((operands == 0)) && _penmarkctl_ids 1 projects ;;
+        reopen) ((operands == 0)) && _penmarkctl_ids 1 closed ;;
+        "checkpoint keep") ;;
+        "checkpoint restore")
+            if ((operands == 0)); then
+                _penmarkctl_ids 1 checkpoints
+            else
+                # Of sessions the lines have other fields.
+                mapfile -t COMPREPLY < <(compgen -W "$(penmarkctl "${library[@]}" checkpoint show "$first" 2>/dev/null | grep '^document' | cut -f2)" -- "${cur^^}")
+            fi
+            ;;
+        checkpoint\ *) ((operands == 0)) && _penmarkctl_ids 1 checkpoints ;;
     esac
 }
 complete -F _penmarkctl penmarkctl

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/Arguments.h"
 
+#include "base/Utf8.h"
+
 #include <algorithm>
 #include <charconv>
 #include <numeric>
@@ -99,19 +101,30 @@ Arguments Arguments::parse(std::span<const std::string> words, std::span<const O
     return arguments;
 }
 
-std::optional<std::string> Arguments::takeFirstOperand()
+void Arguments::dropOperands(std::size_t count)
 {
-    if (operands_.empty())
+    operands_.erase(operands_.begin(), operands_.begin() + static_cast<std::ptrdiff_t>(count));
+}
+
+std::optional<std::string> Arguments::operand(std::size_t index) const
+{
+    if (index >= operands_.size())
         return std::nullopt;
-    std::string first = std::move(operands_.front());
-    operands_.erase(operands_.begin());
-    return first;
+    return operands_[index];
+}
+
+std::string Arguments::text(std::size_t index) const
+{
+    auto given = operand(index);
+    if (given && !isValidUtf8(*given))
+        throw UsageError("“" + *given + "” is not valid UTF-8");
+    return std::move(given).value_or("");
 }
 
 const Arguments::Given* Arguments::find(const Option& option) const
 {
-    const auto found =
-        std::find_if(options_.rbegin(), options_.rend(), [&](const Given& given) { return given.first == &option; });
+    const auto found = std::find_if(options_.rbegin(), options_.rend(),
+                                    [&](const Given& given) { return given.first->name == option.name; });
     return found == options_.rend() ? nullptr : &*found;
 }
 
@@ -119,6 +132,16 @@ std::optional<std::string> Arguments::value(const Option& option) const
 {
     const Given* given = find(option);
     return given == nullptr ? std::nullopt : std::optional(given->second);
+}
+
+std::optional<std::string> Arguments::text(const Option& option) const
+{
+    auto given = value(option);
+    if (given && !isValidUtf8(*given))
+        throw UsageError("the value of “--" + std::string(option.name) + "” is not valid UTF-8");
+    if (given && given->empty())
+        given.reset();
+    return given;
 }
 
 std::optional<std::int64_t> Arguments::number(const Option& option) const
@@ -137,7 +160,8 @@ std::optional<std::int64_t> Arguments::number(const Option& option) const
 const Option* Arguments::firstOutside(std::span<const Option* const> accepted) const
 {
     for (const auto& [option, value] : options_) {
-        if (std::find(accepted.begin(), accepted.end(), option) == accepted.end())
+        const auto isOption = [name = option->name](const Option* other) { return other->name == name; };
+        if (std::none_of(accepted.begin(), accepted.end(), isOption))
             return option;
     }
     return nullptr;

@@ -22,7 +22,8 @@ private:
     std::string message_;
 };
 
-/// An option, described once: parsing, help and the checks of manual and completions all read this.
+/// An option, described once: parsing, help and the checks of manual and completions all read this. Commands may mean
+/// different things by options of one name; either all of these take a value or none.
 struct Option {
     std::string_view name;   ///< without the dashes
     std::string_view value;  ///< what stands for its value in help; empty if it takes none
@@ -39,13 +40,21 @@ public:
 
     const std::vector<std::string>& operands() const noexcept { return operands_; }
 
-    /// Takes the first operand, the command's name, away from the others; absent if there is none.
-    std::optional<std::string> takeFirstOperand();
+    /// Takes the first operands, the command's name, away from the others.
+    void dropOperands(std::size_t count);
+
+    std::optional<std::string> operand(std::size_t index) const;
+
+    /// An operand that a record will keep; empty if it is missing. Throws UsageError unless it is valid UTF-8.
+    std::string text(std::size_t index) const;
 
     bool has(const Option& option) const { return find(option) != nullptr; }
 
     /// Of an option that is given several times the last value.
     std::optional<std::string> value(const Option& option) const;
+
+    /// The same for a record: an empty one is none. Throws UsageError unless it is valid UTF-8.
+    std::optional<std::string> text(const Option& option) const;
 
     /// A whole number from 0 on; throws UsageError if it is something else.
     std::optional<std::int64_t> number(const Option& option) const;

@@ -16,7 +16,7 @@ namespace penmark::cli {
 struct Command {
     static constexpr std::size_t any = static_cast<std::size_t>(-1);
 
-    std::string_view name;
+    std::string_view name;      ///< one word, or two with a blank between: "session new"
     std::string_view operands;  ///< as usage shows them
     std::size_t fewest;         ///< operands
     std::size_t most;           ///< operands, or `any`
@@ -24,18 +24,33 @@ struct Command {
     std::string_view summary;  ///< one line
     std::string_view details;  ///< more lines, each ended; may be empty
 
-    /// Prints the result and returns the exit status. Throws RecoveryError, SystemError and UsageError.
+    /// Prints the result and returns the exit status. Throws RecoveryError, SessionError, SystemError
+    /// and UsageError.
     int (*run)(CommandContext& context, const Arguments& arguments);
+
+    int failureStatus = 1;  ///< the exit status when it throws anything but a UsageError
+
+    std::string_view firstWord() const;
+    std::string_view action() const;  ///< the second word; empty without one
 };
 
-/// All commands, in the order of help.
+/// All commands, in the order of help: those that work with documents, then those with their organization.
 const std::vector<Command>& allCommands();
+std::vector<Command> documentCommands();
+std::vector<Command> organizationCommands();
 
-/// All options of all commands, each once, and those that every command has.
+/// All options of all commands, each name once, and those that every command has.
 std::vector<const Option*> allOptions();
 
-/// Null if there is no such command.
-const Command* findCommand(std::string_view name);
+/// The command that the first words name.
+struct NamedCommand {
+    const Command* command = nullptr;   ///< null if there are no words, or the second is missing or unknown
+    std::size_t words = 0;              ///< that the name takes
+    std::vector<const Command*> group;  ///< then those that begin with the first
+};
+
+/// Throws UsageError if no command begins with the first word.
+NamedCommand findCommand(const std::vector<std::string>& words);
 
 namespace options {
 
@@ -48,6 +63,9 @@ inline constexpr Option title{"title", "TITLE", "call the document TITLE"};
 inline constexpr Option language{"language", "NAME", "record NAME as the document's language"};
 inline constexpr Option parent{"parent", "REVISION", "fail unless REVISION is the newest one"};
 inline constexpr Option revision{"revision", "REVISION", "print this revision instead of the newest"};
+inline constexpr Option sessionName{"title", "NAME", "call the session NAME"};
+inline constexpr Option enclosing{"parent", "ID", "nest it in the session ID"};
+inline constexpr Option document{"document", "ID", "cover the newest revision of this document alone"};
 inline constexpr Option limit{"limit", "N", "list at most N revisions, 0 for all (100 unless given)"};
 inline constexpr Option offset{"offset", "N", "leave out the N newest revisions"};
 
@@ -65,8 +83,42 @@ int cat(CommandContext& context, const Arguments& arguments);
 int discard(CommandContext& context, const Arguments& arguments);
 int save(CommandContext& context, const Arguments& arguments);
 int history(CommandContext& context, const Arguments& arguments);
+int diff(CommandContext& context, const Arguments& arguments);
+int restore(CommandContext& context, const Arguments& arguments);
 int exportDocuments(CommandContext& context, const Arguments& arguments);
 int verify(CommandContext& context, const Arguments& arguments);
+
+int sessions(CommandContext& context, const Arguments& arguments);
+int sessionShow(CommandContext& context, const Arguments& arguments);
+int sessionNew(CommandContext& context, const Arguments& arguments);
+int sessionRename(CommandContext& context, const Arguments& arguments);
+int sessionClose(CommandContext& context, const Arguments& arguments);
+int sessionReopen(CommandContext& context, const Arguments& arguments);
+int sessionMove(CommandContext& context, const Arguments& arguments);
+int sessionDelete(CommandContext& context, const Arguments& arguments);
+int workspaces(CommandContext& context, const Arguments& arguments);
+int workspaceShow(CommandContext& context, const Arguments& arguments);
+int workspaceNew(CommandContext& context, const Arguments& arguments);
+int workspaceRename(CommandContext& context, const Arguments& arguments);
+int workspaceLink(CommandContext& context, const Arguments& arguments);
+int workspaceUnlink(CommandContext& context, const Arguments& arguments);
+int workspaceClose(CommandContext& context, const Arguments& arguments);
+int workspaceReopen(CommandContext& context, const Arguments& arguments);
+int workspaceRemove(CommandContext& context, const Arguments& arguments);
+int projects(CommandContext& context, const Arguments& arguments);
+int projectAdd(CommandContext& context, const Arguments& arguments);
+int projectRemove(CommandContext& context, const Arguments& arguments);
+int closed(CommandContext& context, const Arguments& arguments);
+int reopen(CommandContext& context, const Arguments& arguments);
+int checkpoints(CommandContext& context, const Arguments& arguments);
+int checkpointShow(CommandContext& context, const Arguments& arguments);
+int checkpointKeep(CommandContext& context, const Arguments& arguments);
+int checkpointRestore(CommandContext& context, const Arguments& arguments);
+int checkpointPin(CommandContext& context, const Arguments& arguments);
+int checkpointUnpin(CommandContext& context, const Arguments& arguments);
+int checkpointRename(CommandContext& context, const Arguments& arguments);
+int checkpointDelete(CommandContext& context, const Arguments& arguments);
+int calendar(CommandContext& context, const Arguments& arguments);
 
 }  // namespace commands
 

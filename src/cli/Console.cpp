@@ -28,6 +28,12 @@ bool understandsEscapes()
     return terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
+bool wantsColours()
+{
+    const char* refused = std::getenv("NO_COLOR");
+    return refused == nullptr || *refused == '\0';
+}
+
 // Standard error is the last resort: if it cannot be written to, there is nobody to tell.
 void writeError(std::string_view bytes)
 {
@@ -45,6 +51,7 @@ void writeError(std::string_view bytes)
 
 Console::Console()
     : isOutputTerminal_(isatty(STDOUT_FILENO) == 1), showsProgress_(isatty(STDERR_FILENO) == 1 && understandsEscapes()),
+      showsColours_(isOutputTerminal_ && understandsEscapes() && wantsColours()),
       nextProgress_(std::chrono::steady_clock::now() + firstProgress)
 {}
 
@@ -66,6 +73,15 @@ void Console::printLine(std::string_view text)
     print("\n");
 }
 
+void Console::printTextLine(std::string_view line, Colour colour)
+{
+    const bool isColoured = showsColours_ && colour != Colour::plain;
+    if (isColoured)
+        print(std::string("\x1b[3") + static_cast<char>(colour) + "m");
+    print(isOutputTerminal_ ? printableLine(line) : std::string(line));
+    print(isColoured ? "\x1b[m\n" : "\n");
+}
+
 void Console::printRecord(std::string_view json)
 {
     // Line breaks in a JSON text are blanks between its parts, and here a record is one line.
@@ -75,7 +91,7 @@ void Console::printRecord(std::string_view json)
     print("\n");
 }
 
-void Console::printTable(const std::vector<Row>& rows, std::size_t rightAligned)
+void Console::printTable(const std::vector<Row>& rows, const std::vector<std::size_t>& rightAligned)
 {
     if (!isOutputTerminal_) {
         for (const Row& row : rows) {
@@ -102,7 +118,7 @@ void Console::printTable(const std::vector<Row>& rows, std::size_t rightAligned)
         std::string line;
         for (std::size_t column = 0; column < row.size(); ++column) {
             const std::string blanks(widths[column] - displayWidth(row[column]), ' ');
-            const bool isRight = column == rightAligned;
+            const bool isRight = std::find(rightAligned.begin(), rightAligned.end(), column) != rightAligned.end();
             line.append(column > 0 ? "  " : "").append(isRight ? blanks : "").append(row[column]);
             line.append(isRight ? "" : blanks);
         }

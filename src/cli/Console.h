@@ -12,6 +12,9 @@ namespace penmark::cli {
 /// Whoever reads standard output has gone away. No failure: nobody is left to be told.
 struct OutputClosed {};
 
+/// Of a line, where colours are wanted.
+enum class Colour : char { plain = '0', red = '1', green = '2', cyan = '6' };
+
 /// Standard output, standard error and the progress line, which may all be the same terminal. One thread.
 class Console {
 public:
@@ -28,14 +31,18 @@ public:
     /// A line with a text: as it stands into a pipe or a file, printable on a terminal.
     void printLine(std::string_view text);
 
+    /// A line of a document's text. On a terminal tabs stay, what else could steer it is made printable, and the line
+    /// has the colour, unless NO_COLOR is set or the terminal knows none.
+    void printTextLine(std::string_view line, Colour colour);
+
     /// A stored record on a line of its own: the bytes as they are kept.
     void printRecord(std::string_view json);
 
     using Row = std::vector<std::string>;
 
-    /// Rows of equally many fields. Separated by tabs, or on a terminal aligned, with `rightAligned` naming a column of
+    /// Rows of equally many fields. Separated by tabs, or on a terminal aligned, with `rightAligned` naming columns of
     /// numbers and fields but the last cut at some width.
-    void printTable(const std::vector<Row>& rows, std::size_t rightAligned = std::string::npos);
+    void printTable(const std::vector<Row>& rows, const std::vector<std::size_t>& rightAligned = {});
 
     /// Hands everything printed to the system. Throws SystemError if that fails, OutputClosed if nobody reads it, and
     /// Cancelled if a signal waits while the output is blocked.
@@ -56,6 +63,7 @@ private:
 
     bool isOutputTerminal_;
     bool showsProgress_;
+    bool showsColours_;
     bool progressDrawn_ = false;
     std::chrono::steady_clock::time_point nextProgress_;
     std::string pending_;

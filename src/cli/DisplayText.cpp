@@ -58,6 +58,19 @@ void appendHex(std::string& out, std::string_view bytes)
     }
 }
 
+std::string withoutUnsafe(std::string_view text, bool keepsTabs)
+{
+    std::string out;
+    out.reserve(text.size());
+    forEachCharacter(text, [&](char32_t character, std::string_view bytes) {
+        if (isUnsafe(character) && !(keepsTabs && character == U'\t'))
+            appendHex(out, bytes);
+        else
+            out += bytes;
+    });
+    return out;
+}
+
 // What the C library knows about characters, whatever the user's locale is: texts are UTF-8 everywhere in here.
 locale_t utf8Locale()
 {
@@ -90,15 +103,12 @@ std::size_t widthOf(char32_t character)
 
 std::string printable(std::string_view text)
 {
-    std::string out;
-    out.reserve(text.size());
-    forEachCharacter(text, [&](char32_t character, std::string_view bytes) {
-        if (isUnsafe(character))
-            appendHex(out, bytes);
-        else
-            out += bytes;
-    });
-    return out;
+    return withoutUnsafe(text, false);
+}
+
+std::string printableLine(std::string_view text)
+{
+    return withoutUnsafe(text, true);
 }
 
 std::string escapedField(std::string_view text)

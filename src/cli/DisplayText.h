@@ -11,6 +11,9 @@ namespace penmark::cli {
 /// and bytes that are not UTF-8 appear as "\xHH". So no title or file name can steer a terminal or forge a line.
 std::string printable(std::string_view text);
 
+/// The same with tabs as they are: a line of a text.
+std::string printableLine(std::string_view text);
+
 /// The same for a field of a table: also "\t" and "\n" by these names, and a backslash doubled, so that a script can
 /// get the text back.
 std::string escapedField(std::string_view text);

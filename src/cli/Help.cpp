@@ -53,21 +53,35 @@ std::string optionLines(const std::vector<const Option*>& options)
     return alignedLines(lines);
 }
 
+std::string commandLines(const std::vector<const Command*>& commands)
+{
+    std::vector<Line> lines;
+    lines.reserve(commands.size());
+    for (const Command* command : commands)
+        lines.emplace_back(std::string(command->name) + " " + std::string(command->operands), command->summary);
+    return alignedLines(lines);
+}
+
 }  // namespace
 
 std::string helpText()
 {
-    std::vector<Line> lines;
-    lines.reserve(allCommands().size());
+    std::vector<const Command*> all;
     for (const Command& command : allCommands())
-        lines.emplace_back(std::string(command.name) + " " + std::string(command.operands), command.summary);
+        all.push_back(&command);
     return "Usage: penmarkctl [--library DIR] COMMAND [OPTION]... [ARGUMENT]...\n"
            "Works with a Penmark library from the command line.\n\n"
            "Commands:\n" +
-           alignedLines(lines) + "\nOptions:\n" + optionLines({&options::library, &options::help, &options::version}) +
-           "\nAn ID may be shortened to its first digits, at least 4, as long as they name one document.\n"
+           commandLines(all) + "\nOptions:\n" + optionLines({&options::library, &options::help, &options::version}) +
+           "\nAn ID may be shortened to its first digits, at least 4, as long as they name one thing of its kind.\n"
            "Without --library the library is where PENMARK_DATA_ROOT says, or in the user's data folder.\n"
            "“penmarkctl COMMAND --help” tells more about a command.\n";
+}
+
+std::string helpText(const std::vector<const Command*>& group)
+{
+    return "Usage: penmarkctl " + std::string(group.front()->firstWord()) + " COMMAND\n\nCommands:\n" +
+           commandLines(group);
 }
 
 std::string helpText(const Command& command)

@@ -10,6 +10,9 @@ namespace penmark::cli {
 /// What `penmarkctl --help` prints.
 std::string helpText();
 
+/// What `penmarkctl session --help` prints, with the commands that begin with this word.
+std::string helpText(const std::vector<const Command*>& group);
+
 /// What `penmarkctl COMMAND --help` prints.
 std::string helpText(const Command& command);
 

@@ -4,6 +4,8 @@
 #include "cli/Arguments.h"
 #include "storage/RecoveryError.h"
 
+#include <algorithm>
+
 namespace penmark::cli {
 
 namespace {
@@ -45,6 +47,26 @@ Uuid IdPrefix::findRevision(RecoveryStore& store, const Uuid& documentID) const
     return onlyOne(store.query("SELECT id FROM revisions WHERE id>=? AND id<? AND document_id=? ORDER BY id LIMIT ?",
                                {digits_, end(), documentID.text(), listed + 1}),
                    "revision of this document");
+}
+
+Uuid IdPrefix::findCheckpoint(RecoveryStore& store) const
+{
+    return onlyOne(store.query("SELECT id FROM checkpoints WHERE id>=? AND id<? ORDER BY id LIMIT ?",
+                               {digits_, end(), listed + 1}),
+                   "checkpoint");
+}
+
+Uuid IdPrefix::findAmong(std::vector<Uuid> ids, const std::string& kind) const
+{
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    std::vector<RecoveryStore::Row> rows;
+    for (const Uuid& id : ids) {
+        std::string text = id.text();
+        if (text.starts_with(digits_))
+            rows.push_back({std::move(text)});
+    }
+    return onlyOne(rows, kind);
 }
 
 Uuid IdPrefix::onlyOne(const std::vector<RecoveryStore::Row>& rows, const std::string& kind) const

@@ -6,6 +6,8 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace penmark::cli {
 
@@ -19,6 +21,20 @@ public:
     /// there is none or several, and then names them.
     Uuid findDocument(RecoveryStore& store) const;
     Uuid findRevision(RecoveryStore& store, const Uuid& documentID) const;
+    Uuid findCheckpoint(RecoveryStore& store) const;
+
+    /// The same among these, which may repeat themselves; `kind` is what the message calls one of them.
+    Uuid findAmong(std::vector<Uuid> ids, const std::string& kind) const;
+
+    /// The same among records.
+    template <class Records>
+    Uuid findAmongRecords(const Records& records, const std::string& kind) const
+    {
+        std::vector<Uuid> ids;
+        for (const auto& record : records)
+            ids.push_back(record.id);
+        return findAmong(std::move(ids), kind);
+    }
 
 private:
     Uuid onlyOne(const std::vector<RecoveryStore::Row>& rows, const std::string& kind) const;

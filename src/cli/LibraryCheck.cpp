@@ -2,6 +2,9 @@
 #include "cli/LibraryCheck.h"
 
 #include "base/Sha256.h"
+#include "organization/ClosedPenmarkItem.h"
+#include "organization/SessionCheckpoint.h"
+#include "organization/SessionRun.h"
 #include "storage/ChunkCodec.h"
 #include "storage/ContentStore.h"
 #include "storage/RecoveryDocument.h"
@@ -31,8 +34,8 @@ public:
         // A part that the database cannot even list is one damaged item; the others are looked at all the same.
         for (const auto part :
              {&LibraryCheck::checkDatabase, &LibraryCheck::checkReferences, &LibraryCheck::checkDocuments,
-              &LibraryCheck::checkRevisions, &LibraryCheck::checkOtherRecords, &LibraryCheck::checkTexts,
-              &LibraryCheck::checkOtherChunks}) {
+              &LibraryCheck::checkRevisions, &LibraryCheck::checkOrganization, &LibraryCheck::checkOtherRecords,
+              &LibraryCheck::checkTexts, &LibraryCheck::checkOtherChunks}) {
             try {
                 (this->*part)();
             } catch (const RecoveryError& error) {
@@ -127,23 +130,59 @@ private:
         });
     }
 
+    // Rows of an identity and a record, with what else there is to check of a sound one.
+    template <class R, class Check>
+    void checkRecords(std::string_view noun, std::string_view sql, SqlParameters parameters, Check&& check)
+    {
+        store_.forEachRow(sql, parameters, [&](const Statement& row) {
+            const std::string item = std::string(noun) + " " + std::string(row.text(0));
+            progress_(0, 1, item);
+            const auto record = decode<R>(row.text(1), item);
+            if (!record)
+                return;
+            if (record->id.text() != row.text(0))
+                report_(item + ": its record is that of " + record->id.text());
+            check(*record, item);
+        });
+    }
+
+    void checkOrganization()
+    {
+        const auto nothingElse = [](const auto&, const std::string&) {};
+        checkRecords<RecoveryWindow>("window", "SELECT id, json FROM windows", {}, nothingElse);
+        constexpr std::string_view items = "SELECT id, json FROM library_items WHERE kind=?";
+        checkRecords<PenmarkSession>("session", items, {"session"}, nothingElse);
+        checkRecords<PenmarkWorkspace>("workspace", items, {"workspace"}, nothingElse);
+        checkRecords<PenmarkProject>("project", items, {"project"}, nothingElse);
+        checkRecords<SessionRun>("visit", items, {"run"}, nothingElse);
+        checkRecords<ClosedPenmarkItem>("closed item", items, {"closed"}, nothingElse);
+
+        // These rows alone keep what a checkpoint covers from cleanup.
+        const auto hold = store_.lock();
+        Statement covers = store_.prepare("SELECT 1 FROM checkpoint_revisions WHERE checkpoint_id=? AND revision_id=?");
+        checkRecords<SessionCheckpoint>("checkpoint", "SELECT id, json FROM checkpoints", {},
+                                        [&](const SessionCheckpoint& checkpoint, const std::string& item) {
+                                            const std::string id = checkpoint.id.text();
+                                            for (const CheckpointDocument& document : checkpoint.documents) {
+                                                const std::string revision = document.revisionID.text();
+                                                covers.bind({id, revision});
+                                                if (!covers.step())
+                                                    report_(item + ": it does not protect revision " + revision);
+                                            }
+                                        });
+    }
+
     void checkOtherRecords()
     {
-        store_.forEachRow("SELECT id, json FROM windows", {}, [&](const Statement& row) {
-            const std::string item = "window " + std::string(row.text(0));
-            const auto window = decode<RecoveryWindow>(row.text(1), item);
-            if (window && window->id.text() != row.text(0))
-                report_(item + ": its record is that of " + window->id.text());
-        });
         // Of these only the form is known here.
         struct Records {
             std::string_view name;
             std::string_view sql;
         };
-        constexpr std::array<Records, 5> others{{
+        constexpr std::array<Records, 4> others{{
             {"metadata", "SELECT key, value FROM metadata"},
-            {"item", "SELECT id, json FROM library_items"},
-            {"checkpoint", "SELECT id, json FROM checkpoints"},
+            {"item",
+             "SELECT id, json FROM library_items WHERE kind NOT IN ('session','workspace','project','run','closed')"},
             {"view", "SELECT id, json FROM search_views"},
             {"change to be synced", "SELECT id, payload FROM outbox"},
         }};

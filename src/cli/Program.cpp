@@ -2,10 +2,10 @@
 #include "cli/Program.h"
 
 #include "base/SystemError.h"
-#include "base/Utf8.h"
 #include "cli/Command.h"
 #include "cli/Help.h"
 #include "cli/Interruption.h"
+#include "organization/SessionError.h"
 #include "storage/RecoveryError.h"
 
 #include <csignal>
@@ -17,17 +17,6 @@ namespace {
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
-
-const Command& requireCommand(const std::string& name)
-{
-    if (const Command* command = findCommand(name))
-        return *command;
-    std::vector<std::string_view> names;
-    names.reserve(allCommands().size());
-    for (const Command& command : allCommands())
-        names.push_back(command.name);
-    throw UsageError("unknown command “" + name + "”" + suggestion(name, names));
-}
 
 void checkUsage(const Command& command, const Arguments& arguments)
 {
@@ -44,22 +33,50 @@ void checkUsage(const Command& command, const Arguments& arguments)
         throw UsageError("“--library” needs the name of a folder");
 }
 
-// Sets `command` as soon as it is known, so that a hint can name it.
-int run(const std::vector<std::string>& words, const Command*& command)
+// Of a name of two words, `second` is what was typed, if anything.
+[[noreturn]] void refuseName(const NamedCommand& named, const std::optional<std::string>& second)
+{
+    if (named.group.empty())
+        throw UsageError("a command is missing");
+    const std::string first(named.group.front()->firstWord());
+    std::vector<std::string_view> actions;
+    std::string list;
+    for (const Command* command : named.group) {
+        actions.push_back(command->action());
+        list.append(list.empty() ? "" : ", ").append(command->action());
+    }
+    if (second)
+        throw UsageError("unknown command “" + first + " " + *second + "”" + suggestion(*second, actions, first + " "));
+    throw UsageError("“" + first + "” needs one of: " + list);
+}
+
+// What is known of the command when something goes wrong.
+struct Attempt {
+    std::string name;
+    int failureStatus = failed;
+};
+
+int run(const std::vector<std::string>& words, Attempt& attempt)
 {
     Arguments arguments = Arguments::parse(words, allOptions());
     CommandContext context(arguments.value(options::library));
-    const auto name = arguments.takeFirstOperand();
-    if (name)
-        command = &requireCommand(*name);
+    const NamedCommand named = findCommand(arguments.operands());
+    const Command* const command = named.command;
+    if (command != nullptr)
+        attempt = {std::string(command->name), command->failureStatus};
+    else if (!named.group.empty())
+        attempt.name = named.group.front()->firstWord();
+    arguments.dropOperands(named.words);
 
     int status = 0;
     if (arguments.has(options::help)) {
-        context.console.print(command != nullptr ? helpText(*command) : helpText());
+        context.console.print(command != nullptr     ? helpText(*command)
+                              : !named.group.empty() ? helpText(named.group)
+                                                     : helpText());
     } else if (arguments.has(options::version)) {
         context.console.print("penmarkctl " PENMARK_VERSION "\n");
     } else if (command == nullptr) {
-        throw UsageError("a command is missing");
+        refuseName(named, arguments.operand(0));
     } else {
         checkUsage(*command, arguments);
         status = command->run(context, arguments);
@@ -68,10 +85,10 @@ int run(const std::vector<std::string>& words, const Command*& command)
     return status;
 }
 
-int fail(std::string_view message)
+int fail(const Attempt& attempt, std::string_view message)
 {
     Console().say(message);
-    return failed;
+    return attempt.failureStatus;
 }
 
 }  // namespace
@@ -82,22 +99,23 @@ int runProgram(const std::vector<std::string>& words)
     std::signal(SIGPIPE, SIG_IGN);
     // Likewise a file that would grow beyond the user's limit.
     std::signal(SIGXFSZ, SIG_IGN);
-    const Command* command = nullptr;
+    Attempt attempt;
     int status = failed;
     try {
-        status = run(words, command);
+        status = run(words, attempt);
     } catch (const UsageError& error) {
         Console console;
         console.say(error.what());
-        const std::string named = command != nullptr ? " " + std::string(command->name) : std::string();
-        console.sayPlainly("Try 'penmarkctl" + named + " --help'.");
+        console.sayPlainly("Try 'penmarkctl" + (attempt.name.empty() ? "" : " " + attempt.name) + " --help'.");
         status = wrongUsage;
     } catch (const RecoveryError& error) {
-        status = fail(error.what());
+        status = fail(attempt, error.what());
+    } catch (const SessionError& error) {
+        status = fail(attempt, error.what());
     } catch (const SystemError& error) {
-        status = fail(error.what());
+        status = fail(attempt, error.what());
     } catch (const std::bad_alloc&) {
-        status = fail("There is not enough memory.");
+        status = fail(attempt, "There is not enough memory.");
     } catch (const OutputClosed&) {
         endBySignal(SIGPIPE);
     } catch (const Cancelled&) {

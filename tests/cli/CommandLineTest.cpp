@@ -36,6 +36,19 @@ TEST_F(PenmarkctlTest, WrongUsageEndsWithTwoAndAHint)
         {{"new", "--title", "\xff"}, "the value of “--title” is not valid UTF-8", " new"},
         {{"status", "--library="}, "“--library” needs the name of a folder", " status"},
         {{"import", "-"}, "“import” reads files and folders; “new” stores standard input", " import"},
+        {{"session"}, "“session” needs one of: show, new, rename, close, reopen, move, delete", " session"},
+        {{"checkpoint", "kepe"}, "unknown command “checkpoint kepe”; did you mean “checkpoint keep”?", " checkpoint"},
+        {{"project", "new", "."}, "unknown command “project new”", " project"},
+        {{"sesions"}, "unknown command “sesions”; did you mean “sessions”?", ""},
+        {{"session", "rename", "abcd"}, "“session rename” needs ID NAME", " session rename"},
+        {{"session", "rename", "abcd", "\xff"}, "“\\xFF” is not valid UTF-8", " session rename"},
+        {{"session", "new", "--title", "\xff"}, "the value of “--title” is not valid UTF-8", " session new"},
+        {{"session", "new", "--language", "x"}, "“session new” has no option “--language”", " session new"},
+        {{"workspace", "link", "abcd"}, "“workspace link” needs ID MEMBER...", " workspace link"},
+        {{"checkpoint", "restore", "abcd", "x"},
+         "“x” is neither an identifier nor the first 4 or more digits of one",
+         " checkpoint restore"},
+        {{"diff", "abcd"}, "“diff” needs ID REVISION [REVISION]", " diff"},
         {{"open", "-"}, "“open” needs the name of a file; one named “-” is written “./-”", " open"},
     };
     for (const auto& [words, message, hint] : cases) {
@@ -81,17 +94,31 @@ TEST_F(PenmarkctlTest, EverythingIsDocumented)
         const auto at = text.find(beginning);
         return at == std::string::npos ? std::string() : text.substr(at, text.find('\n', at) - at);
     };
+    const auto isAmong = [](const std::string& word, const std::string& assignment) {
+        const std::string words = " " + assignment.substr(std::min(assignment.find('"') + 1, assignment.size()));
+        return words.find(" " + word + " ") != std::string::npos || words.find(" " + word + "\"") != std::string::npos;
+    };
     for (const cli::Command& command : cli::allCommands()) {
         const std::string name(command.name);
+        const std::string first(command.firstWord());
+        const std::string action(command.action());
+        const bool isSingle = action.empty();
         SCOPED_TRACE(name);
         EXPECT_NE(help.find("\n  " + name + " "), std::string::npos);
-        const std::string own = output({name, "--help"});
+        const std::string own = output(isSingle ? Words{name, "--help"} : Words{first, action, "--help"});
+        EXPECT_TRUE(isSingle || output({first, "--help"}).find("\n  " + name + " ") != std::string::npos);
         EXPECT_EQ(own.find("Usage: penmarkctl " + name), 0u);
         const std::string inManual = lineWith(manual, ".It Cm " + name);
-        const std::string inZsh = zsh.substr(std::min(zsh.find("                " + name + ")"), zsh.size()));
+        const std::string inCaseOfZsh = isSingle ? name : "'" + name + "'";
+        const std::string inCaseOfBash = isSingle ? name : "\"" + name + "\"";
+        const std::string inZsh = zsh.substr(std::min(zsh.find("                " + inCaseOfZsh + ")"), zsh.size()));
         EXPECT_NE(inManual, "");
-        EXPECT_NE(lineWith(bash, "local commands=").find(name), std::string::npos);
-        EXPECT_NE(zsh.find("'" + name + ":"), std::string::npos);
+        EXPECT_TRUE(isAmong(first, lineWith(bash, "local commands=")));
+        EXPECT_TRUE(isSingle || isAmong(action, lineWith(bash, "local " + first + "=")));
+        EXPECT_NE(zsh.find("\n        '" + first + ":"), std::string::npos);
+        const std::string actionsOfZsh = zsh.substr(std::min(zsh.find("    " + first + "=(\n"), zsh.size()));
+        EXPECT_TRUE(isSingle ||
+                    actionsOfZsh.substr(0, actionsOfZsh.find("    )")).find("'" + action + ":") != std::string::npos);
         EXPECT_NE(inZsh, "");
         for (const cli::Option* option : cli::allOptions()) {
             const bool isCommon =
@@ -100,11 +127,15 @@ TEST_F(PenmarkctlTest, EverythingIsDocumented)
                 continue;
             const std::string optionName(option->name);
             const auto& accepted = command.options;
-            const bool has = std::find(accepted.begin(), accepted.end(), option) != accepted.end();
+            const auto found = std::find_if(accepted.begin(), accepted.end(),
+                                            [&](const cli::Option* other) { return other->name == option->name; });
+            const bool has = found != accepted.end();
+            EXPECT_TRUE(!has || (*found)->value.empty() == option->value.empty()) << optionName;
             EXPECT_EQ(own.find("\n  --" + optionName) != std::string::npos, has) << optionName;
             EXPECT_EQ(inManual.find("Fl -" + optionName) != std::string::npos, has) << optionName;
-            EXPECT_EQ(
-                lineWith(bash, "            " + name + ") options+=").find("--" + optionName) != std::string::npos, has)
+            EXPECT_EQ(lineWith(bash, "            " + inCaseOfBash + ") options+=").find("--" + optionName) !=
+                          std::string::npos,
+                      has)
                 << optionName;
             EXPECT_EQ(inZsh.substr(0, inZsh.find(";;")).find("'--" + optionName) != std::string::npos, has)
                 << optionName;
@@ -117,7 +148,9 @@ TEST_F(PenmarkctlTest, OnlyStoringCreatesALibrary)
 {
     const std::string id = "0123";
     for (const Words& words : {Words{"documents"}, Words{"verify"}, Words{"cat", id}, Words{"write", id},
-                               Words{"discard", id}, Words{"save", id}, Words{"history", id}, Words{"export", "out"}})
+                               Words{"discard", id}, Words{"save", id}, Words{"history", id}, Words{"export", "out"},
+                               Words{"sessions"}, Words{"session", "close", id}, Words{"workspaces"},
+                               Words{"checkpoints"}, Words{"checkpoint", "keep"}, Words{"calendar"}})
         EXPECT_EQ(failure(words),
                   "penmarkctl: Penmark could not complete the operation: There is no library in " + library() + ".\n");
     EXPECT_FALSE(std::filesystem::exists(library()));

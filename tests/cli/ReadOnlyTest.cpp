@@ -10,7 +10,11 @@ class ReadOnlyTest : public PenmarkctlTest {};
 TEST_F(ReadOnlyTest, WhatOnlyReadsWorksOnAReadOnlyDisk)
 {
     const std::string id = line({"new", "--title", "a title"}, "text\n");
-    const std::vector<Words> reading{{"status"}, {"documents"}, {"cat", id}, {"history", id}, {"verify"}};
+    const std::string session = line({"session", "new", "--title", "a session"});
+    const std::string checkpoint = line({"checkpoint", "keep"});
+    const std::vector<Words> reading{{"status"}, {"documents"}, {"cat", id},     {"history", id},
+                                     {"verify"}, {"sessions"},  {"workspaces"},  {"projects"},
+                                     {"closed"}, {"calendar"},  {"checkpoints"}, {"checkpoint", "show", checkpoint}};
     std::vector<std::string> before;
     for (const Words& words : reading)
         before.push_back(output(words));
@@ -22,7 +26,12 @@ TEST_F(ReadOnlyTest, WhatOnlyReadsWorksOnAReadOnlyDisk)
     EXPECT_EQ(output({"export", "out"}), "1\n");
     EXPECT_EQ(get("out/a title.txt"), "text\n");
     put("file.txt", "of a file");
-    for (const Words& words : std::vector<Words>{{"new", "file.txt"}, {"write", id, "file.txt"}, {"discard", id}})
+    for (const Words& words : std::vector<Words>{{"new", "file.txt"},
+                                                 {"write", id, "file.txt"},
+                                                 {"discard", id},
+                                                 {"session", "close", session},
+                                                 {"checkpoint", "keep"},
+                                                 {"checkpoint", "restore", checkpoint}})
         EXPECT_EQ(failure(words), "penmarkctl: Penmark could not complete the operation: The library is open for "
                                   "reading only.\n")
             << words.front();

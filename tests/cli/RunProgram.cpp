@@ -94,9 +94,11 @@ RunningProgram::RunningProgram(const ProgramCall& call) : isTerminal_(call.onTer
 
     std::vector<std::string> words = call.words;
     const char* path = std::getenv("PATH");
-    std::vector<std::string> environment{"TERM=xterm", "PATH=" + std::string(path == nullptr ? "/bin" : path)};
+    std::vector<std::string> environment;
     for (const auto& [name, value] : call.environment)
         environment.push_back(name + "=" + value);
+    // Of a name that is there twice the first one counts.
+    environment.insert(environment.end(), {"TERM=xterm", "PATH=" + std::string(path == nullptr ? "/bin" : path)});
     const int error = posix_spawnp(&process_, words[0].c_str(), &actions, nullptr, pointers(words).data(),
                                    pointers(environment).data());
     posix_spawn_file_actions_destroy(&actions);

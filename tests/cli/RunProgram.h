@@ -14,7 +14,7 @@ struct ProgramCall {
     std::string input;               ///< its standard input, unless there is a descriptor for that
     std::optional<int> inputStream;  ///< -1 closes it
     std::string folder;              ///< to start in; empty for this process's
-    std::vector<std::pair<std::string, std::string>> environment;  ///< beside PATH and TERM
+    std::vector<std::pair<std::string, std::string>> environment;  ///< beside, or instead of, PATH and TERM
     std::optional<int> output;  ///< standard output goes to this descriptor; -1 closes it
     bool onTerminal = false;    ///< standard output and standard error are one terminal, 100 columns wide
 };

@@ -19,8 +19,10 @@ TEST_F(StreamsTest, OutputThatCannotBeWrittenIsAFailure)
 {
     const std::string id = line({"new"}, std::string(200'000, 'x'));
     const auto full = FileDescriptor::open("/dev/full", O_WRONLY);
-    for (const Words& words : {Words{"status"}, Words{"documents"}, Words{"documents", "--json"}, Words{"cat", id},
-                               Words{"history", id}, Words{"new"}, Words{"verify"}, Words{"--help"}}) {
+    for (const Words& words :
+         {Words{"status"}, Words{"documents"}, Words{"documents", "--json"}, Words{"cat", id}, Words{"history", id},
+          Words{"new"}, Words{"verify"}, Words{"--help"}, Words{"session", "new"}, Words{"sessions"},
+          Words{"checkpoint", "keep"}, Words{"checkpoints", "--json"}}) {
         ProgramCall toFull = call(words);
         toFull.output = full.get();
         const ProgramResult result = runProgram(toFull);
@@ -86,10 +88,15 @@ TEST_F(StreamsTest, ALockedLibrarySaysSo)
     const std::string id = line({"new"}, "text");
     put("file", "text");
     const auto holder = openLibrary();
-    for (const Words& words : {Words{"status"}, Words{"documents"}, Words{"new"}, Words{"import", "file"},
-                               Words{"open", "file"}, Words{"write", id}, Words{"cat", id}, Words{"discard", id},
-                               Words{"save", id}, Words{"history", id}, Words{"export", "out"}, Words{"verify"}})
+    for (const Words& words :
+         {Words{"status"}, Words{"documents"}, Words{"new"}, Words{"import", "file"}, Words{"open", "file"},
+          Words{"write", id}, Words{"cat", id}, Words{"discard", id}, Words{"save", id}, Words{"history", id},
+          Words{"export", "out"}, Words{"verify"}, Words{"sessions"}, Words{"session", "new"},
+          Words{"checkpoint", "keep"}, Words{"calendar"}})
         EXPECT_EQ(failure(words), "penmarkctl: This recovery library is already open in another Penmark process.\n");
+    const ProgramResult compared = run({"diff", id, "0123"});
+    EXPECT_EQ(compared.status, 2);
+    EXPECT_EQ(compared.errors, "penmarkctl: This recovery library is already open in another Penmark process.\n");
     EXPECT_FALSE(std::filesystem::exists(path("out")));
 }
 

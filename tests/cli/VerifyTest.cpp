@@ -30,12 +30,14 @@ protected:
         id = line({"new", "--title", "large"}, text);
         large = column(output({"history", id}), 0);
         head = line({"write", id}, "small");
+        checkpoint = line({"checkpoint", "keep"});
     }
 
     std::string id;
     std::string large;  ///< the revision that holds a text of three chunks
     std::string head;
-    std::string hash;  ///< of that text
+    std::string checkpoint;  ///< that covers it
+    std::string hash;        ///< of that text
     std::string chunk;
 };
 
@@ -82,10 +84,18 @@ TEST_F(VerifyTest, NamesEachDamagedItem)
              head + " of document " + id + ".\n"},
         {"INSERT INTO windows VALUES('" + other + "','{\"id\":\"" + other + "\"}')",
          "window " + other + ": “documents” is missing\n"},
+        {"INSERT INTO library_items VALUES('session','" + other + "','{\"id\":\"" + other + "\"}')",
+         "session " + other + ": “createdAt” is missing\n"},
+        {"INSERT INTO library_items VALUES('later kind','" + other + "','{')",
+         "item " + other + ": the record is not valid JSON\n"},
+        {"UPDATE checkpoints SET json=replace(CAST(json AS TEXT),'\"pinned\":true','\"pinned\":1')",
+         "checkpoint " + checkpoint + ": “pinned” is neither true nor false\n"},
+        {"DELETE FROM checkpoint_revisions WHERE revision_id='" + head + "'",
+         "checkpoint " + checkpoint + ": it does not protect revision " + head + "\n"},
         {"INSERT INTO search_views VALUES('" + other + "','no JSON')",
          "view " + other + ": the record is not valid JSON\n"},
         {"INSERT INTO checkpoint_revisions VALUES('gone','" + head + "')",
-         "checkpoint_revisions row 1: what it refers to in checkpoints is missing\n"},
+         "checkpoint_revisions row 2: what it refers to in checkpoints is missing\n"},
         {"INSERT INTO chunks VALUES('00',x'00')", "chunk 00: It is damaged. No text uses it.\n"},
         {"UPDATE chunks SET body=(SELECT body FROM chunks WHERE hash='" + chunk + "') WHERE hash='" + sha256("small") +
              "'",

@@ -71,7 +71,7 @@ int commands::history(CommandContext& context, const Arguments& arguments)
         }
         rows.push_back({revision.id.text(), revision.createdAt.localText(), std::move(size)});
     }
-    console.printTable(rows, 2);
+    console.printTable(rows, {2});
     return isSound ? 0 : 1;
 }
 

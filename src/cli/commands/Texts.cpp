@@ -1,48 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "base/Utf8.h"
 #include "cli/Command.h"
+#include "cli/DocumentAccess.h"
 #include "cli/IdPrefix.h"
 #include "cli/TextInput.h"
 #include "storage/ContentStore.h"
-#include "storage/RecoveryError.h"
 
 namespace penmark::cli {
 
-namespace {
-
-// A text for a record, which could not be stored otherwise.
-std::optional<std::string> textValue(const Arguments& arguments, const Option& option)
-{
-    auto value = arguments.value(option);
-    if (value && !isValidUtf8(*value))
-        throw UsageError("the value of “--" + std::string(option.name) + "” is not valid UTF-8");
-    if (value && value->empty())
-        value.reset();
-    return value;
-}
-
-std::optional<std::string> operand(const Arguments& arguments, std::size_t index)
-{
-    if (index >= arguments.operands().size())
-        return std::nullopt;
-    return arguments.operands()[index];
-}
-
-RecoveryDocument requireDocument(const DocumentStore& documents, const Uuid& id)
-{
-    auto document = documents.loadDocument(id);
-    if (!document)
-        throw RecoveryError::storage("There is no document " + id.text() + ".");
-    return std::move(*document);
-}
-
-}  // namespace
-
 int commands::newDocument(CommandContext& context, const Arguments& arguments)
 {
-    const auto title = textValue(arguments, options::title);
-    const auto language = textValue(arguments, options::language);
-    const TextInput input = TextInput::read(operand(arguments, 0));
+    const auto title = arguments.text(options::title);
+    const auto language = arguments.text(options::language);
+    const TextInput input = TextInput::read(arguments.operand(0));
     DocumentStore documents(context.openOrCreateLibrary());
     context.console.printLine(storeAsDocument(documents, input, title ? *title : input.title(), language).id.text());
     return 0;
@@ -54,7 +23,7 @@ int commands::write(CommandContext& context, const Arguments& arguments)
     std::optional<IdPrefix> typedParent;
     if (const auto parent = arguments.value(options::parent))
         typedParent.emplace(*parent);
-    const TextInput input = TextInput::read(operand(arguments, 1));
+    const TextInput input = TextInput::read(arguments.operand(1));
 
     RecoveryStore& store = context.openLibrary();
     DocumentStore documents(store);
@@ -75,10 +44,9 @@ int commands::cat(CommandContext& context, const Arguments& arguments)
     RecoveryStore& store = context.openLibrary();
     const DocumentStore documents(store);
     const RecoveryDocument document = requireDocument(documents, typed.findDocument(store));
-    const auto revision = typedRevision ? documents.loadRevision(typedRevision->findRevision(store, document.id))
-                                        : documents.loadHead(document);
-    if (!revision && typedRevision)
-        throw RecoveryError(RecoveryError::Case::missingContent);
+    const auto revision =
+        typedRevision ? std::optional(requireRevision(documents, typedRevision->findRevision(store, document.id)))
+                      : documents.loadHead(document);
     if (!revision)
         return 0;  // nothing was ever written to it
     context.console.print(ContentStore(store).loadText(revision->contentHash));

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "cli/SessionAccess.h"
+
+#include "organization/SessionLibraryStore.h"
+
+namespace penmark::cli {
+
+ListedSessions readSessions(Console& console, RecoveryStore& store)
+{
+    SessionLibraryStore::Loaded loaded = SessionLibraryStore(store).load();
+    for (const std::string& problem : loaded.problems)
+        console.say(problem);
+    return {std::move(loaded.library), loaded.problems.empty()};
+}
+
+void changeSessions(RecoveryStore& store, FunctionRef<void(SessionLibrary&)> change)
+{
+    SessionLibraryStore rows(store);
+    SessionLibraryStore::Loaded loaded = rows.load();
+    change(loaded.library);
+    rows.save(loaded.stored, loaded.library);
+}
+
+bool printItemRecords(Console& console, RecoveryStore& store, std::string_view kind)
+{
+    std::vector<std::string> records;
+    bool isSound = true;
+    store.forEachRow(
+        "SELECT json, id FROM library_items WHERE kind=? ORDER BY rowid", {kind}, [&](const Statement& row) {
+            if (parseJson(row.text(0), [](const JsonValue&) {})) {
+                records.emplace_back(row.text(0));
+                return;
+            }
+            console.say(std::string(kind) + " " + std::string(row.text(1)) + ": the record is not valid JSON");
+            isSound = false;
+        });
+    for (const std::string& record : records)
+        console.printRecord(record);
+    return isSound;
+}
+
+std::string openOrClosed(bool isOpen)
+{
+    return isOpen ? "open" : "closed";
+}
+
+std::string pinnedOrAutomatic(bool isPinned)
+{
+    return isPinned ? "pinned" : "automatic";
+}
+
+}  // namespace penmark::cli
