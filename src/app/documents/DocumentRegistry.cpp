@@ -439,12 +439,12 @@ void DocumentRegistry::tellWaiting()
             return;
         if (buffer->isStored())
             continue;
-        if (buffer->error_.empty()) {
+        if (buffer->error_.empty() && buffer->damage_.empty()) {
             store(*buffer);  // somebody types on
             return;
         }
         if (!failure)
-            failure = buffer->error_;
+            failure = buffer->error_.empty() ? buffer->damage_ : buffer->error_;
     }
     for (Waiting& waiting : std::exchange(waiting_, {})) {
         if (waiting.receiver)

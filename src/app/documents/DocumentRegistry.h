@@ -41,6 +41,8 @@ public:
     DocumentHeaders& headers() { return headers_; }
     /// Reads the headers of all documents in the background.
     void loadHeaders();
+    /// Lists a document that somebody else has stored.
+    void noteNew(const RecoveryDocument& record) { takeRecords({record}); }
 
     /// A new, empty document. The library hears of it when there is something to store.
     RecoveryBuffer& createDraft(EditorLanguage language = EditorLanguage::plainText, TextSnapshot text = {},
