@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/navigator/DocumentCatalog.h"
 
+#include "app/navigator/TitleCollator.h"
+
 #include <QPointer>
 #include <QPromise>
 #include <QThreadPool>
@@ -13,15 +15,6 @@ namespace {
 
 constexpr std::size_t fewEnough = 1000;      // to be worked out while the user waits: some milliseconds
 constexpr std::size_t previewsAtOnce = 128;  // few enough that folding them is not felt
-
-QCollator makeCollator()
-{
-    const QLocale locale;
-    QCollator collator(locale.language() == QLocale::C ? QLocale(QLocale::English) : locale);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
-    collator.setNumericMode(true);
-    return collator;
-}
 
 }  // namespace
 
@@ -61,7 +54,7 @@ DocumentCatalog::Result DocumentCatalog::Job::run()
 {
     Result result;
     result.generation = generation;
-    const QCollator collator = makeCollator();
+    const QCollator collator = titleCollator();
     result.keys.reserve(missing.size());
     for (const Missing& each : missing) {
         keys[each.place] = makeKeys(collator, each.title, each.path);
@@ -209,7 +202,7 @@ void DocumentCatalog::finishJob()
 void DocumentCatalog::makeKeys(Place place)
 {
     if (!collator_)
-        collator_ = makeCollator();
+        collator_ = titleCollator();
     entries_[place].keys = Job::makeKeys(*collator_, header(place).title, header(place).path);
 }
 

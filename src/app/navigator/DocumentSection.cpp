@@ -1,46 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/navigator/DocumentSection.h"
 
+#include "app/navigator/DraggedRows.h"
+#include "app/navigator/ReplaceRows.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
 #include <utility>
 
 namespace penmark {
-namespace {
 
-QString shownFolder(const QString& path)
+QString shownPath(const QString& path)
 {
-    const QString folder = path.section(QLatin1Char('/'), 0, -2);
     const QString home = QDir::homePath();
-    if (folder == home || folder.startsWith(home + QLatin1Char('/')))
-        return QLatin1Char('~') + folder.mid(home.size());
-    return folder.isEmpty() ? QStringLiteral("/") : folder;
+    if (path == home || path.startsWith(home + QLatin1Char('/')))
+        return QLatin1Char('~') + path.mid(home.size());
+    return path.isEmpty() ? QStringLiteral("/") : path;
 }
-
-/// Makes `rows` what `wanted` is. Rows that both begin or end with stay, and so does what is selected among them.
-template <class Value>
-void replaceRows(NavigatorSection& section, std::vector<Value>& rows, std::vector<Value> wanted)
-{
-    const auto [oldEnd, newEnd] = std::mismatch(rows.begin(), rows.end(), wanted.begin(), wanted.end());
-    const auto first = oldEnd - rows.begin();
-    const auto [oldLast, newLast] = std::mismatch(rows.rbegin(), std::make_reverse_iterator(oldEnd), wanted.rbegin(),
-                                                  std::make_reverse_iterator(newEnd));
-    const auto removed = oldLast.base() - oldEnd;
-    const auto inserted = newLast.base() - newEnd;
-    if (removed > 0) {
-        emit section.removingRows(static_cast<int>(first), static_cast<int>(first + removed - 1));
-        rows.erase(rows.begin() + first, rows.begin() + first + removed);
-        emit section.removedRows();
-    }
-    if (inserted > 0) {
-        emit section.insertingRows(static_cast<int>(first), static_cast<int>(first + inserted - 1));
-        rows = std::move(wanted);
-        emit section.insertedRows();
-    }
-}
-
-}  // namespace
 
 NavigatorRow navigatorRow(const DocumentHeader& header)
 {
@@ -48,7 +25,8 @@ NavigatorRow navigatorRow(const DocumentHeader& header)
     row.document = header.id;
     row.title = QString::fromStdString(header.title);
     row.path = QString::fromStdString(header.path);
-    row.place = header.path.empty() ? DocumentSection::tr("Draft") : shownFolder(row.path);
+    row.place =
+        header.path.empty() ? DocumentSection::tr("Draft") : shownPath(row.path.section(QLatin1Char('/'), 0, -2));
     row.date = header.updatedAt;
     row.badges = (header.fileDiffers ? NavigatorRow::fileDiffers : 0) |
                  (header.missingOriginal ? NavigatorRow::missingOriginal : 0);
@@ -114,6 +92,12 @@ int DocumentSection::rowOf(const Uuid& document) const
 {
     const auto place = catalog_.headers().indexOf(document);
     return place ? find(static_cast<Place>(*place)) : -1;
+}
+
+void DocumentSection::drag(int row, DraggedRows& dragged) const
+{
+    if (!hasMessage_)
+        dragged.documents.push_back(catalog_.header(rows_[static_cast<std::size_t>(row)]).id);
 }
 
 int DocumentSection::find(Place place) const
@@ -216,6 +200,11 @@ int OpenHereSection::rowOf(const Uuid& document) const
 {
     const auto at = std::find(rows_.begin(), rows_.end(), document);
     return at == rows_.end() ? -1 : static_cast<int>(at - rows_.begin());
+}
+
+void OpenHereSection::drag(int row, DraggedRows& dragged) const
+{
+    dragged.documents.push_back(rows_[static_cast<std::size_t>(row)]);
 }
 
 void OpenHereSection::rebuild()

@@ -8,6 +8,9 @@
 
 namespace penmark {
 
+/// A folder as it is shown: one in the user's home begins with "~".
+QString shownPath(const QString& path);
+
 /// A row for a document. A folder in the user's home begins with "~".
 NavigatorRow navigatorRow(const DocumentHeader& header);
 
@@ -28,6 +31,7 @@ public:
     NavigatorRow row(int row) const override;
     int rowOf(const Uuid& document) const override;
     int count() const override { return static_cast<int>(rows_.size()); }
+    void drag(int row, DraggedRows& dragged) const override;
 
 private:
     using Place = DocumentCatalog::Place;
@@ -47,7 +51,8 @@ private:
     bool hasMessage_ = false;  // in place of rows
 };
 
-/// The documents that are open in the window, in the order of its tabs, as far as they match the filter.
+/// The documents that are open in the window, in the order of its tabs, and behind them others of the same session, as
+/// far as they match the filter.
 class OpenHereSection final : public NavigatorSection {
     Q_OBJECT
 
@@ -58,10 +63,11 @@ public:
     void setDocuments(std::vector<Uuid> documents);
 
     QString word() const override { return QStringLiteral("openHere"); }
-    QString heading() const override { return tr("Open Here"); }
+    QString heading() const override { return tr("Open in This Session"); }
     int rowCount() const override { return static_cast<int>(rows_.size()); }
     NavigatorRow row(int row) const override;
     int rowOf(const Uuid& document) const override;
+    void drag(int row, DraggedRows& dragged) const override;
 
 private:
     void rebuild();

@@ -114,12 +114,27 @@ QSize NavigatorDelegate::sizeHint(const QStyleOptionViewItem& option, const QMod
     return {type(option.font).gutter * 8, type(option.font).height};
 }
 
-QRect NavigatorDelegate::titleLine(const QStyleOptionViewItem& option) const
+/// Rows deep inside keep some room for their title.
+int NavigatorDelegate::indent(const QStyleOptionViewItem& option, int depth) const
+{
+    return std::min(depth * type(option.font).gutter * 3 / 4, option.rect.width() / 2);
+}
+
+QRect NavigatorDelegate::titleLine(const QStyleOptionViewItem& option, int depth) const
 {
     const Type& used = type(option.font);
-    const QRect line(option.rect.left() + used.gutter + used.margin, option.rect.top() + used.margin,
-                     option.rect.width() - used.gutter - 3 * used.margin, used.titleMetrics.height());
+    const int left = used.gutter + indent(option, depth);
+    const QRect line(option.rect.left() + left + used.margin, option.rect.top() + used.margin,
+                     option.rect.width() - left - 3 * used.margin, used.titleMetrics.height());
     return QStyle::visualRect(option.direction, option.rect, line);
+}
+
+bool NavigatorDelegate::isChevron(const QStyleOptionViewItem& option, const NavigatorRow& row, QPoint position) const
+{
+    const Type& used = type(option.font);
+    const QRect box(option.rect.left() + indent(option, row.depth), option.rect.top(), used.gutter + used.margin,
+                    option.rect.height());
+    return row.isExpandable && QStyle::visualRect(option.direction, option.rect, box).contains(position);
 }
 
 void NavigatorDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
@@ -127,16 +142,32 @@ void NavigatorDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opt
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     if (const auto row = model_.row(index)) {
-        const Colors used = colors(option);
+        Colors used = colors(option);
         paintBackground(*painter, option, used);
         if (row->kind == NavigatorRow::Kind::message) {
-            paintMessage(*painter, option, row->title);
+            paintMessage(*painter, option, *row);
         } else {
-            QRect line = titleLine(option);
+            if (row->isQuiet)
+                used.text = used.quiet;
+            QRect line = titleLine(option, row->depth);
+            const bool hasSecondLine = !row->place.isEmpty() || row->date;
+            if (!hasSecondLine)
+                line.moveTop(option.rect.center().y() - line.height() / 2);
+            if (row->isExpandable) {
+                QStyleOptionViewItem chevron = option;
+                chevron.state.setFlag(QStyle::State_Open, row->isExpanded);
+                const Type& sizes = type(option.font);
+                paintChevron(
+                    *painter, chevron,
+                    QPointF(option.rect.left() + indent(option, row->depth) + sizes.margin + sizes.gutter * 0.5,
+                            line.center().y() + 1),
+                    used.quiet);
+            }
             paintTitle(*painter, option, line, *row, used);
             line.moveTop(line.bottom() + 1);
             line.setHeight(type(option.font).smallMetrics.height());
-            paintSecondLine(*painter, option, line, *row, used);
+            if (hasSecondLine)
+                paintSecondLine(*painter, option, line, *row, used);
         }
     } else {
         paintHeading(*painter, option, index);
@@ -174,22 +205,10 @@ void NavigatorDelegate::paintHeading(QPainter& painter, const QStyleOptionViewIt
     const Colors ink = colors(lower);
     paintBackground(painter, lower, ink);
 
-    const double side = used.gutter * 0.26;
-    const QPointF center(lower.rect.left() + used.margin + used.gutter * 0.5,
-                         lower.rect.top() + lower.rect.height() / 2.0);
-    QPolygonF chevron;
-    if (option.state & QStyle::State_Open)
-        chevron << QPointF(-side, -side / 2) << QPointF(0, side / 2) << QPointF(side, -side / 2);
-    else
-        chevron << QPointF(-side / 2, -side) << QPointF(side / 2, 0) << QPointF(-side / 2, side);
-    const bool isMirrored = option.direction == Qt::RightToLeft;
-    painter.save();
-    painter.translate(isMirrored ? option.rect.left() + option.rect.right() + 1 - center.x() : center.x(), center.y());
-    if (isMirrored)
-        painter.scale(-1, 1);
-    painter.setPen(QPen(ink.quiet, std::max(1.2, used.gutter * 0.08), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    painter.drawPolyline(chevron);
-    painter.restore();
+    paintChevron(
+        painter, lower,
+        QPointF(lower.rect.left() + used.margin + used.gutter * 0.5, lower.rect.top() + lower.rect.height() / 2.0),
+        ink.quiet);
 
     QRect line = titleLine(lower);
     line.setTop(lower.rect.top());
@@ -205,26 +224,59 @@ void NavigatorDelegate::paintHeading(QPainter& painter, const QStyleOptionViewIt
     painter.drawText(line, end | middle, QLocale().toString(section.count()));
 }
 
-void NavigatorDelegate::paintMessage(QPainter& painter, const QStyleOptionViewItem& option, const QString& text) const
+void NavigatorDelegate::paintChevron(QPainter& painter, const QStyleOptionViewItem& option, QPointF center,
+                                     const QColor& color) const
 {
-    QRect box = titleLine(option);
+    const int gutter = type(option.font).gutter;
+    const double side = gutter * 0.26;
+    QPolygonF chevron;
+    if (option.state & QStyle::State_Open)
+        chevron << QPointF(-side, -side / 2) << QPointF(0, side / 2) << QPointF(side, -side / 2);
+    else
+        chevron << QPointF(-side / 2, -side) << QPointF(side / 2, 0) << QPointF(-side / 2, side);
+    const bool isMirrored = option.direction == Qt::RightToLeft;
+    painter.save();
+    painter.translate(isMirrored ? option.rect.left() + option.rect.right() + 1 - center.x() : center.x(), center.y());
+    if (isMirrored)
+        painter.scale(-1, 1);
+    painter.setPen(QPen(color, std::max(1.2, gutter * 0.08), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.drawPolyline(chevron);
+    painter.restore();
+}
+
+void NavigatorDelegate::paintMessage(QPainter& painter, const QStyleOptionViewItem& option,
+                                     const NavigatorRow& row) const
+{
+    QRect box = titleLine(option, row.depth);
     box.setBottom(option.rect.bottom());
     painter.setFont(type(option.font).small);
     painter.setPen(colors(option).quiet);
-    painter.drawText(box, static_cast<int>(Qt::AlignTop) | Qt::TextWordWrap, text);
+    painter.drawText(box, static_cast<int>(Qt::AlignTop) | Qt::TextWordWrap, row.title);
 }
 
-void NavigatorDelegate::paintTitle(QPainter& painter, const QStyleOptionViewItem& option, QRect line,
-                                   const NavigatorRow& row, const Colors& colors) const
+void NavigatorDelegate::paintBadges(QPainter& painter, const QStyleOptionViewItem& option, QRect& line,
+                                    const NavigatorRow& row, const Colors& colors) const
 {
-    const Type& used = type(option.font);
-    const int side = used.titleMetrics.ascent() * 2 / 3;
+    const int side = type(option.font).titleMetrics.ascent() * 2 / 3;
     painter.setPen(QPen(colors.quiet, std::max(1.1, side * 0.12), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.setBrush(Qt::NoBrush);
     if (row.badges & NavigatorRow::missingOriginal)
         paintMissing(painter, takeSquare(line, option, side));
     if (row.badges & NavigatorRow::fileDiffers)
         paintDiffers(painter, takeSquare(line, option, side));
+    if (row.badges & NavigatorRow::isOpen) {
+        const double inset = side * 0.2;
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colors.quiet);
+        painter.drawEllipse(QRectF(takeSquare(line, option, side)).adjusted(inset, inset, -inset, -inset));
+    }
+}
+
+void NavigatorDelegate::paintTitle(QPainter& painter, const QStyleOptionViewItem& option, QRect line,
+                                   const NavigatorRow& row, const Colors& colors) const
+{
+    const Type& used = type(option.font);
+    paintBadges(painter, option, line, row, colors);
 
     const bool isFront = model_.isCurrent(row);
     if (isFront) {
@@ -236,10 +288,18 @@ void NavigatorDelegate::paintTitle(QPainter& painter, const QStyleOptionViewItem
                              : option.palette.color(QPalette::Active, QPalette::Highlight));
         painter.drawRoundedRect(QStyle::visualRect(option.direction, option.rect, bar), 1.5, 1.5);
     }
-    const QFont& font = isFront ? used.front : used.title;
+    const bool isBold = isFront || row.badges & NavigatorRow::isActive;
+    const QFont& font = isBold ? used.front : used.title;
+    paintMarkedText(
+        painter, option, line,
+        (isBold ? QFontMetrics(font) : used.titleMetrics).elidedText(row.title, Qt::ElideRight, line.width()), font,
+        colors);
+}
+
+void NavigatorDelegate::paintMarkedText(QPainter& painter, const QStyleOptionViewItem& option, QRect line,
+                                        const QString& text, const QFont& font, const Colors& colors) const
+{
     painter.setFont(font);
-    const QString text =
-        (isFront ? QFontMetrics(font) : used.titleMetrics).elidedText(row.title, Qt::ElideRight, line.width());
     const auto marks = model_.documents().words().marks(text);
     if (!marks.empty()) {
         QTextLayout layout(text, font);
@@ -289,9 +349,10 @@ QWidget* NavigatorDelegate::createEditor(QWidget* parent, const QStyleOptionView
 }
 
 void NavigatorDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
-                                             const QModelIndex&) const
+                                             const QModelIndex& index) const
 {
-    QRect box = titleLine(option);
+    const auto row = model_.row(index);
+    QRect box = titleLine(option, row ? row->depth : 0);
     const int height = std::min(editor->sizeHint().height(), option.rect.height());
     box.adjust(-type(option.font).margin, 0, type(option.font).margin, 0);
     box.moveTop(option.rect.top());

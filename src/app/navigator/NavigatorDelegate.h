@@ -23,6 +23,8 @@ public:
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    /// Whether this is where the row is expanded and collapsed by the mouse.
+    bool isChevron(const QStyleOptionViewItem& option, const NavigatorRow& row, QPoint position) const;
     void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const override;
 
@@ -51,12 +53,18 @@ private:
 
     void paintHeading(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
     void paintBackground(QPainter& painter, const QStyleOptionViewItem& option, const Colors& colors) const;
-    void paintMessage(QPainter& painter, const QStyleOptionViewItem& option, const QString& text) const;
+    void paintMessage(QPainter& painter, const QStyleOptionViewItem& option, const NavigatorRow& row) const;
     void paintTitle(QPainter& painter, const QStyleOptionViewItem& option, QRect line, const NavigatorRow& row,
                     const Colors& colors) const;
     void paintSecondLine(QPainter& painter, const QStyleOptionViewItem& option, QRect line, const NavigatorRow& row,
                          const Colors& colors) const;
-    QRect titleLine(const QStyleOptionViewItem& option) const;
+    void paintChevron(QPainter& painter, const QStyleOptionViewItem& option, QPointF center, const QColor& color) const;
+    void paintMarkedText(QPainter& painter, const QStyleOptionViewItem& option, QRect line, const QString& text,
+                         const QFont& font, const Colors& colors) const;
+    void paintBadges(QPainter& painter, const QStyleOptionViewItem& option, QRect& line, const NavigatorRow& row,
+                     const Colors& colors) const;
+    QRect titleLine(const QStyleOptionViewItem& option, int depth = 0) const;
+    int indent(const QStyleOptionViewItem& option, int depth) const;
 
     const NavigatorModel& model_;
     Clock clock_;

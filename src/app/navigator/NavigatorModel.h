@@ -15,15 +15,12 @@ namespace penmark {
 
 class OpenHereSection;
 
-/// The sections of the navigator as a tree of two levels. An index holds its section and its row and nothing of the
-/// document, so rows may come and go by the thousand. Main thread.
+/// The sections of the navigator as a tree of two levels. An index holds its section and its row and nothing of what is
+/// in the row, so rows may come and go by the thousand. Main thread.
 class NavigatorModel final : public QAbstractItemModel {
     Q_OBJECT
 
 public:
-    /// Of dragged rows: one identifier a line.
-    static const char* const mimeType;
-
     /// Lists documents: open here, drafts, recent, discarded. The headers outlive the model.
     explicit NavigatorModel(DocumentHeaders& headers, QObject* parent = nullptr);
 
@@ -35,18 +32,19 @@ public:
     void setCurrent(const std::optional<Uuid>& document);
     bool isCurrent(const NavigatorRow& row) const { return row.document && row.document == current_; }
 
-    /// Adds a section behind the others, and owns it.
+    /// Adds a section before the discarded documents, or behind all if they are not there yet, and owns it.
     void addSection(NavigatorSection* section);
     int sectionCount() const { return static_cast<int>(sections_.size()); }
     const NavigatorSection& section(int number) const { return *sections_[static_cast<std::size_t>(number)]; }
 
-    static bool isSection(const QModelIndex& index) { return index.isValid() && index.internalId() == 0; }
+    static bool isSection(const QModelIndex& index) { return index.isValid() && index.internalPointer() == nullptr; }
+    /// The one that the index is, or is in; null for no index.
+    NavigatorSection* sectionOf(const QModelIndex& index) const;
+    /// -1 if there is none.
+    int numberOf(const NavigatorSection* section) const;
     /// Absent for a section and for no index.
     std::optional<NavigatorRow> row(const QModelIndex& index) const;
     std::optional<Uuid> document(const QModelIndex& index) const;
-    /// Identifiers of documents, each once.
-    static QList<Uuid> read(const QMimeData& data);
-
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& child) const override;
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -57,14 +55,20 @@ public:
     Qt::ItemFlags flags(const QModelIndex& index) const override;
     QStringList mimeTypes() const override;
     QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    bool canDrop(const QMimeData& data, const QModelIndex& index) const;
+    void drop(const QMimeData& data, const QModelIndex& index);
     Qt::DropActions supportedDragActions() const override { return Qt::CopyAction; }
 
 signals:
     /// A title was typed in place; empty for the automatic one.
     void renamed(const Uuid& document, const QString& title);
+    void renameAsked(const QModelIndex& index);
+    void failed(const QString& sentence);
+    void undoOffered(const QString& message, const std::function<void()>& undo);
 
 private:
-    QModelIndex sectionIndex(int number) const { return createIndex(number, 0, quintptr(0)); }
+    QModelIndex sectionIndex(int number) const { return createIndex(number, 0, nullptr); }
+    void connectSection(NavigatorSection* section);
     QString spokenText(const NavigatorRow& row) const;
     QString toolTip(const NavigatorRow& row) const;
 

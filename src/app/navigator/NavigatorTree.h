@@ -18,7 +18,9 @@ public:
 
     /// The documents that are selected, in the order of the rows, each once.
     QList<Uuid> selectedDocuments() const;
-    /// The first row of a document that is seen; none without.
+    /// Rows of a section that are selected, in order.
+    NavigatorSection::Rows selectedRows(const NavigatorSection& section) const;
+    /// The first row that is seen and no message; none without.
     QModelIndex firstDocument() const;
     /// This row and no other, whichever modifiers are held: setCurrentIndex would heed them.
     void select(const QModelIndex& index);
@@ -26,7 +28,7 @@ public:
     void enter();
 
 signals:
-    void activated(const QModelIndex& index, bool newWindow);
+    void activated(const QModelIndex& index, NavigatorSection::Activation how);
     void peeked();
     void renameAsked();
     void discardAsked();
@@ -47,15 +49,24 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
     void drawRow(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
     void drawBranches(QPainter*, const QRect&, const QModelIndex&) const override {}
 
 private:
     bool run(const QKeyEvent& event);
+    bool fold(int key);
     void setHovered(const QModelIndex& index);
+    void setDropTarget(const QModelIndex& index);
+    bool isChevron(const QModelIndex& index, QPoint position) const;
+    bool toggle(const QModelIndex& index);
 
-    const NavigatorModel& model_;
+    NavigatorModel& model_;
     QPersistentModelIndex hovered_;
+    QPersistentModelIndex dropTarget_;
 };
 
 }  // namespace penmark

@@ -2,6 +2,7 @@
 #include "app/navigator/NavigatorView.h"
 
 #include "app/navigator/NavigatorDelegate.h"
+#include "app/navigator/ProjectSection.h"
 
 #include <QActionGroup>
 #include <QHBoxLayout>
@@ -12,7 +13,6 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScopedValueRollback>
-#include <QScrollBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <utility>
@@ -150,6 +150,8 @@ void NavigatorView::createTree()
         filter_->insert(text);
     });
     const auto toggled = [this](const QModelIndex& index, bool isOpen) {
+        if (isOpen && !isApplying_)
+            model_.sectionOf(index)->build();
         // While a filter is typed all sections are open, and closing one lasts as long.
         if (isApplying_ || !filter_->text().isEmpty())
             return;
@@ -162,6 +164,13 @@ void NavigatorView::createTree()
     connect(tree_, &QTreeView::expanded, this, [toggled](const QModelIndex& index) { toggled(index, true); });
     connect(tree_, &QTreeView::collapsed, this, [toggled](const QModelIndex& index) { toggled(index, false); });
     connect(&model_, &NavigatorModel::renamed, this, &NavigatorView::renameRequested);
+    connect(&model_, &NavigatorModel::renameAsked, this, [this](const QModelIndex& index) {
+        tree_->select(index);
+        rename();
+    });
+    connect(&model_, &NavigatorModel::failed, this, &NavigatorView::failed);
+    connect(&model_, &NavigatorModel::undoOffered, this,
+            [this](const QString& message, const std::function<void()>& undo) { undo_->offer(message, undo); });
 }
 
 void NavigatorView::createPage()
@@ -252,6 +261,12 @@ NavigatorState NavigatorView::state() const
     for (int number = 0; number < model_.sectionCount(); ++number)
         if (const QString word = model_.section(number).word(); state_.collapsed.contains(word))
             state.collapsed << word;
+    // Those of sections that are not there yet.
+    for (const QString& word : state_.collapsed)
+        if (!state.collapsed.contains(word))
+            state.collapsed << word;
+    if (projects_)
+        state.expandedPaths = projects_->expandedPaths();
     return state;
 }
 
@@ -260,6 +275,8 @@ void NavigatorView::setState(const NavigatorState& state)
     const QScopedValueRollback applying(isApplying_, true);
     state_ = state;
     model_.documents().setOrder(orderOf(state.order));
+    if (projects_)
+        projects_->setExpandedPaths(state.expandedPaths);
     filter_->setText(state.filter);
     applySections();
     refresh();
@@ -283,6 +300,7 @@ void NavigatorView::resizeEvent(QResizeEvent* event)
 void NavigatorView::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
+    applySections();
     if (!headers_.isLoaded())
         patience_.start();
 }
@@ -291,44 +309,6 @@ void NavigatorView::changedByUser()
 {
     if (!isApplying_)
         emit stateChanged();
-}
-
-/// Which sections are there, and which of them are open.
-void NavigatorView::applySections()
-{
-    const QScopedValueRollback applying(isApplying_, true);
-    const bool isFiltered = !filter_->text().isEmpty();
-    for (int number = 0; number < model_.sectionCount(); ++number) {
-        const NavigatorSection& section = model_.section(number);
-        const bool isOff = section.word() == QLatin1String("discarded") && !state_.showsDiscarded;
-        const bool isHidden = isOff || section.rowCount() == 0;
-        if (tree_->isRowHidden(number, {}) != isHidden)
-            tree_->setRowHidden(number, {}, isHidden);
-        if (!isFiltered)
-            tree_->setExpanded(model_.index(number, 0), !state_.collapsed.contains(section.word()));
-    }
-}
-
-void NavigatorView::applyFilter()
-{
-    {
-        const QScopedValueRollback applying(isApplying_, true);
-        if (!filter_->text().isEmpty())
-            for (int number = 0; number < model_.sectionCount(); ++number)
-                tree_->expand(model_.index(number, 0));
-    }
-    const auto current = model_.document(tree_->currentIndex());
-    const int section = tree_->currentIndex().parent().row();
-    model_.documents().setFilter(filter_->text());
-    applySections();
-    refresh();
-    if (current && section >= 0) {
-        const int row = model_.section(section).rowOf(*current);
-        tree_->select(model_.index(row, 0, model_.index(section, 0)));
-    }
-    if (!tree_->selectionModel()->hasSelection())
-        tree_->verticalScrollBar()->setValue(0);
-    changedByUser();
 }
 
 /// The list, or why there is none.
@@ -378,7 +358,11 @@ bool NavigatorView::filterKey(const QKeyEvent& event)
     case Qt::Key_Return:
     case Qt::Key_Enter: {
         const QModelIndex current = tree_->currentIndex();
-        open(model_.document(current) ? current : tree_->firstDocument(), event.modifiers() & Qt::ControlModifier);
+        const auto row = model_.row(current);
+        open(row && row->kind != NavigatorRow::Kind::message ? current : tree_->firstDocument(),
+             event.modifiers() & Qt::ControlModifier ? NavigatorSection::Activation::newWindow
+             : event.modifiers() & Qt::ShiftModifier ? NavigatorSection::Activation::switchTo
+                                                     : NavigatorSection::Activation::open);
         return true;
     }
     default:
@@ -398,6 +382,18 @@ bool NavigatorView::eventFilter(QObject* watched, QEvent* event)
     if (watched == filter_ && event->type() == QEvent::FocusIn)
         model_.documents().prepareFilter();
     return QWidget::eventFilter(watched, event);
+}
+
+void NavigatorView::showProject(const Uuid& project)
+{
+    const PenmarkProject* const found = source_ ? source_->library().projects.find(project) : nullptr;
+    if (!found)
+        return;
+    NavigatorState shown = state();
+    shown.collapsed.removeAll(projects_->word());
+    shown.expandedPaths.insert(found->path);
+    setState(shown);
+    changedByUser();
 }
 
 }  // namespace penmark

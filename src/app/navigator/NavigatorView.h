@@ -9,6 +9,10 @@
 #include <QTimer>
 #include <QWidget>
 #include <chrono>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 class QLabel;
@@ -20,14 +24,19 @@ class QToolButton;
 namespace penmark {
 
 class PreviewSource;
+class ProjectSection;
+class SessionActions;
+class SessionSource;
 
 /// What a window keeps of its navigator.
 struct NavigatorState {
     QString filter;
-    QStringList collapsed{QStringLiteral("discarded")};  ///< words of sections, in the order of the sections
-    int width = 260;                                     ///< in device-independent pixels
-    QString order = QStringLiteral("recent");            ///< or "title", "created"; others count as recent
+    /// Words of sections, in the order of the sections.
+    QStringList collapsed{QStringLiteral("workspaces"), QStringLiteral("recentlyClosed"), QStringLiteral("discarded")};
+    int width = 260;                           ///< in device-independent pixels
+    QString order = QStringLiteral("recent");  ///< or "title", "created"; others count as recent
     bool showsDiscarded = false;
+    std::set<std::string> expandedPaths;  ///< folders of projects, as bytes
 
     friend bool operator==(const NavigatorState&, const NavigatorState&) = default;
 };
@@ -44,12 +53,17 @@ public:
 
     /// What filters look into besides titles and paths. Outlives the view or is taken away with null.
     void setPreviewSource(PreviewSource* source) { model_.documents().setPreviewSource(source); }
+    /// Adds the sections about sessions, workspaces, projects and closed items, as this window sees them. Once, and
+    /// before `setState`. The actions outlive the view.
+    void setSessions(std::unique_ptr<SessionSource> source, SessionActions& actions, const Uuid& window);
     /// In the order of the tabs.
-    void setOpenHere(std::vector<Uuid> documents) { model_.setOpenHere(std::move(documents)); }
+    void setOpenHere(std::vector<Uuid> documents);
     /// The document in front; the nil identifier for none.
     void setCurrent(const Uuid& document);
     /// Puts the caret into the filter and selects what is there.
     void focusFilter();
+    /// Unfolds the folder of a project.
+    void showProject(const Uuid& project);
 
     NavigatorState state() const;
     /// Emits nothing.
@@ -71,7 +85,11 @@ signals:
     void copyPathRequested(const QList<penmark::Uuid>& documents);
     void showInFilesRequested(const QList<penmark::Uuid>& documents);
     void newDraftRequested();
-    void leaveRequested();  ///< the focus belongs to the editor again
+    /// A file of a project, or a folder with all that is in it, has another path now.
+    void fileMoved(const std::filesystem::path& from, const std::filesystem::path& to);
+    void showFileRequested(const std::filesystem::path& path);
+    void failed(const QString& sentence);  ///< what was asked could not be done
+    void leaveRequested();                 ///< the focus belongs to the editor again
     void stateChanged();
 
 protected:
@@ -92,7 +110,14 @@ private:
     void refresh();
     void changedByUser();
 
-    void open(const QModelIndex& index, bool newWindow);
+    void showOpenHere();
+    void addSections(SessionActions& actions);
+    NavigatorSection::Rows rowsFor(const QModelIndex& index) const;
+    bool showSectionMenu(QPoint position);
+    void addHistory(QMenu& menu, const Uuid& document);
+    void addLinks(QMenu& menu, const Uuid& document);
+
+    void open(const QModelIndex& index, NavigatorSection::Activation how);
     void peek();
     void rename();
     void discard();
@@ -100,6 +125,11 @@ private:
     QList<Uuid> selected(bool discarded) const;
 
     const DocumentHeaders& headers_;
+    std::unique_ptr<SessionSource> source_;  // null without the sections that need it; before them
+    SessionActions* actions_ = nullptr;
+    Uuid window_;
+    ProjectSection* projects_ = nullptr;
+    std::vector<Uuid> openHere_;  // in this window
     NavigatorModel model_;
     QLineEdit* filter_ = nullptr;
     QToolButton* menuButton_ = nullptr;

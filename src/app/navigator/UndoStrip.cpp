@@ -34,14 +34,26 @@ UndoStrip::UndoStrip(QWidget* parent) : QWidget(parent), label_(new QLabel(this)
 
 void UndoStrip::offer(const QList<Uuid>& documents, const QString& title)
 {
+    call_ = nullptr;
     std::set<Uuid> known(offered_.begin(), offered_.end());
     for (const Uuid& each : documents)
         if (known.insert(each).second)
             offered_ << each;
     if (offered_.isEmpty())
         return;
-    message_ =
-        offered_.size() == 1 ? tr("“%1” discarded").arg(title) : tr("%1 documents discarded").arg(offered_.size());
+    show(offered_.size() == 1 ? tr("“%1” discarded").arg(title) : tr("%1 documents discarded").arg(offered_.size()));
+}
+
+void UndoStrip::offer(const QString& message, std::function<void()> undo)
+{
+    offered_.clear();
+    call_ = std::move(undo);
+    show(message);
+}
+
+void UndoStrip::show(const QString& message)
+{
+    message_ = message;
     label_->setAccessibleName(message_);
     button_->setAccessibleName(tr("Undo: %1").arg(message_));
     button_->setToolTip(tr("%1. Undo with Ctrl+Z in the list.").arg(message_));
@@ -55,11 +67,15 @@ void UndoStrip::offer(const QList<Uuid>& documents, const QString& title)
 
 void UndoStrip::undo()
 {
-    if (offered_.isEmpty())
-        return;
     const QList<Uuid> documents = std::exchange(offered_, {});
+    const std::function<void()> call = std::exchange(call_, nullptr);
+    if (documents.isEmpty() && !call)
+        return;
     close();
-    emit undoRequested(documents);
+    if (call)
+        call();
+    else
+        emit undoRequested(documents);
 }
 
 void UndoStrip::close()
@@ -67,6 +83,7 @@ void UndoStrip::close()
     const bool hadFocus = button_->hasFocus();
     timer_.stop();
     offered_.clear();
+    call_ = nullptr;
     setVisible(false);
     emit closed(hadFocus);
 }
@@ -76,7 +93,7 @@ bool UndoStrip::eventFilter(QObject* watched, QEvent* event)
     if (watched == button_) {
         if (event->type() == QEvent::FocusIn) {
             timer_.stop();
-        } else if (event->type() == QEvent::FocusOut && !offered_.isEmpty()) {
+        } else if (event->type() == QEvent::FocusOut && isVisible()) {
             timer_.start();
         } else if (event->type() == QEvent::KeyPress) {
             const auto* const key = static_cast<QKeyEvent*>(event);

@@ -7,14 +7,15 @@
 #include <QTimer>
 #include <QWidget>
 #include <chrono>
+#include <functional>
 
 class QLabel;
 class QPushButton;
 
 namespace penmark {
 
-/// Offers for some seconds to take back what was discarded. What is discarded while it is shown joins what it offers.
-/// It never takes the focus, and does not go while it has it.
+/// Offers for some seconds to take back what was done. Documents that are discarded while it is shown join those that
+/// it offers. It never takes the focus, and does not go while it has it.
 class UndoStrip final : public QWidget {
     Q_OBJECT
 
@@ -25,6 +26,8 @@ public:
     void setInterval(std::chrono::milliseconds interval) { timer_.setInterval(interval); }
     /// `title` is shown if it is but one document.
     void offer(const QList<Uuid>& documents, const QString& title);
+    /// Offers to call `undo` in place of what was offered before.
+    void offer(const QString& message, std::function<void()> undo);
     const QList<Uuid>& offered() const { return offered_; }
     /// Takes back what is offered, if anything is.
     void undo();
@@ -40,9 +43,11 @@ protected:
 
 private:
     void close();
+    void show(const QString& message);
     void elide();
 
     QList<Uuid> offered_;
+    std::function<void()> call_;  // in place of documents
     QString message_;
     QLabel* label_;
     QPushButton* button_;
