@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/sessions/SessionsPage.h"
+
+#include "app/sessions/DocumentPreviews.h"
+#include "app/sessions/ListEntryDelegate.h"
+#include "app/sessions/OrganiserFixture.h"
+#include "app/sessions/SessionTree.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+
+namespace penmark {
+namespace {
+
+class SessionsPageTest : public OrganiserFixture {
+protected:
+    SessionsPageTest()
+        : page(*records, actions, registry, previews), tree(*page.findChild<SessionTree*>()),
+          filter(named<QLineEdit>(page, QStringLiteral("Filter sessions"))),
+          contents(named<QTreeView>(page, QStringLiteral("Windows and tabs of the session")))
+    {}
+
+    /// Budget with Travel in it, and Letters; Letters was used last.
+    void makeSessions()
+    {
+        budget = session("Budget");
+        travel = session("Travel", budget);
+        letters = session("Letters");
+        show(page);
+        ASSERT_TRUE(waitUntil([&] { return shown() == "Letters; Budget; -Travel"; }));
+    }
+    std::string shown() const { return rows(*tree.model()); }
+    bool becomes(const std::string& wanted)
+    {
+        return waitUntil([&] { return shown() == wanted; });
+    }
+    const SessionTreeModel& model() const { return static_cast<const SessionTreeModel&>(*tree.model()); }
+    QMessageBox& question()
+    {
+        if (!waitUntil([&] { return page.findChild<QMessageBox*>() != nullptr; }))
+            throw std::runtime_error("no question");
+        return *page.findChild<QMessageBox*>();
+    }
+
+    DocumentPreviews previews{registry, queue};
+    SessionsPage page;
+    SessionTree& tree;
+    QLineEdit& filter;
+    QTreeView& contents;
+    Uuid budget;
+    Uuid travel;
+    Uuid letters;
+};
+
+TEST_F(SessionsPageTest, ListsSessionsWithWhatIsNestedInThem)
+{
+    makeSessions();
+    QComboBox& order = named<QComboBox>(page, QStringLiteral("Sort by"));
+    order.setCurrentIndex(static_cast<int>(SessionTreeModel::Order::name));
+    EXPECT_EQ(shown(), "Budget; -Travel; Letters");
+    order.setCurrentIndex(static_cast<int>(SessionTreeModel::Order::created));
+    EXPECT_EQ(shown(), "Letters; Budget; -Travel");
+    order.setCurrentIndex(static_cast<int>(SessionTreeModel::Order::recent));
+    records->change([&](SessionLibrary& library) { useSession(library, travel); });
+    EXPECT_TRUE(becomes("Budget; -Travel; Letters")) << "a nested one in use brings what encloses it";
+
+    const QModelIndex nested = model().indexOf(travel);
+    EXPECT_TRUE(nested.data(Qt::FontRole).value<QFont>().bold()) << "the active one";
+    EXPECT_FALSE(model().indexOf(letters).data(Qt::FontRole).value<QFont>().bold());
+    records->change([&](SessionLibrary& library) { closeSession(library, budget); });
+    EXPECT_EQ(nested.data(ListEntry::dotRole).toInt(), static_cast<int>(ListEntry::Dot::putAside));
+    EXPECT_EQ(nested.data(Qt::AccessibleTextRole).toString().toStdString(), "Travel, put aside, No windows");
+}
+
+TEST_F(SessionsPageTest, FindsNamesTitlesAndBeginningsOfTexts)
+{
+    makeSessions();
+    window(travel, "w", {document("list", "Packing list\nwith a tent"), document("plan", "Route\nover the pass")});
+    for (const auto& [typed, found] : std::map<std::string, std::string>{{"letter", "Letters"},
+                                                                         {"PACKING", "Budget; -Travel"},
+                                                                         {"travel tent", "Budget; -Travel"},
+                                                                         {"over pass", "Budget; -Travel"},
+                                                                         {"nothing has this", ""}}) {
+        SCOPED_TRACE(typed);
+        filter.setText(QString::fromStdString(typed));
+        EXPECT_TRUE(becomes(found)) << shown();
+        EXPECT_EQ(says(page, QStringLiteral("No session has these words.")), found.empty());
+    }
+    EXPECT_TRUE(page.clearFilter());
+    EXPECT_EQ(shown(), "Letters; Budget; -Travel");
+    EXPECT_FALSE(page.clearFilter()) << "then Esc is the window's";
+}
+
+TEST_F(SessionsPageTest, KeysAskForWhatTheirActionsSay)
+{
+    makeSessions();
+    tree.setFocus();
+    tree.select(travel);
+    QTest::keyClick(&tree, Qt::Key_Return);
+    EXPECT_EQ(actions.take(), "open Travel");
+    QTest::keyClick(&tree, Qt::Key_Return, Qt::ShiftModifier);
+    EXPECT_EQ(actions.take(), "switch to Travel");
+    QTest::keyClick(&tree, Qt::Key_F2);
+    auto* const editor = tree.viewport()->findChild<QLineEdit*>();
+    ASSERT_NE(editor, nullptr);
+    QTest::keyClicks(editor, QStringLiteral("Trip "));
+    records->change([&](SessionLibrary& library) { useSession(library, budget); });
+    QTest::qWait(60);
+    EXPECT_EQ(shown(), "Letters; Budget; -Travel");
+    QTest::keyClick(editor, Qt::Key_Return);
+    ASSERT_TRUE(becomes("Budget; -Travel; Letters"));
+    EXPECT_EQ(actions.take(), "rename Travel to 'Trip'") << "whatever has happened meanwhile";
+    QTest::keyClick(&tree, Qt::Key_L);
+    EXPECT_EQ(filter.text().toStdString(), "l");
+    EXPECT_EQ(QApplication::focusWidget(), &filter);
+    QTest::keyClick(&filter, Qt::Key_Down);
+    EXPECT_EQ(QApplication::focusWidget(), &tree);
+}
+
+TEST_F(SessionsPageTest, DeletesOnlyWhenThatIsConfirmed)
+{
+    makeSessions();
+    tree.setFocus();
+    tree.select(budget);
+    QTest::keyClick(&tree, Qt::Key_Delete);
+    EXPECT_EQ(question().defaultButton(), question().button(QMessageBox::Cancel));
+    QTest::keyClick(&question(), Qt::Key_Return);
+    ASSERT_TRUE(waitUntil([&] { return page.findChild<QMessageBox*>() == nullptr; }));
+    EXPECT_EQ(actions.take(), "");
+    QTest::keyClick(&tree, Qt::Key_Delete);
+    question().checkBox()->setChecked(true);
+    named<QPushButton>(question(), QStringLiteral("Delete Session")).click();
+    EXPECT_EQ(actions.take(), "delete with drafts Budget");
+}
+
+TEST_F(SessionsPageTest, TakesDropsOnlyWhereASessionCanGo)
+{
+    makeSessions();
+    const Uuid closed = session("Closed");
+    records->change([&](SessionLibrary& library) { closeSession(library, closed); });
+    ASSERT_TRUE(waitUntil([&] { return model().indexOf(closed).isValid(); }));
+    struct {
+        Uuid moved;
+        std::optional<Uuid> target;
+        bool can;
+    } const cases[] = {{budget, budget, false},  {budget, travel, false},        {travel, budget, false},
+                       {letters, closed, false}, {letters, std::nullopt, false}, {letters, Uuid::random(), false},
+                       {closed, letters, true},  {letters, travel, true},        {travel, std::nullopt, true}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(actions.names[each.moved] + " into " + (each.target ? actions.names[*each.target] : "none"));
+        EXPECT_EQ(model().canMove(each.moved, each.target), each.can);
+        const QModelIndex onto = each.target ? model().indexOf(*each.target) : QModelIndex();
+        if (each.target && !onto.isValid())
+            continue;
+        const std::unique_ptr<QMimeData> data(model().mimeData({model().indexOf(each.moved)}));
+        EXPECT_EQ(model().canDropMimeData(data.get(), Qt::MoveAction, -1, -1, onto), each.can);
+        tree.model()->dropMimeData(data.get(), Qt::MoveAction, -1, -1, onto);
+        EXPECT_EQ(actions.take().empty(), !each.can);
+    }
+}
+
+TEST_F(SessionsPageTest, ShowsWhatTheSelectedSessionHolds)
+{
+    budget = session("Budget");
+    show(page);
+    ASSERT_TRUE(becomes("Budget"));
+    EXPECT_TRUE(
+        says(page, QStringLiteral("One session so far. New Session puts other work aside without closing it.")));
+    const Uuid sums = document("sums", "Sums\n\n  and  more");
+    window(budget, "w", {sums, document("notes", "Notes")});
+    ASSERT_TRUE(waitUntil([&] { return rows(*contents.model()) == "Window 1; Sums; Notes"; }));
+    const QModelIndex tab = contents.model()->index(1, 0);
+    EXPECT_TRUE(waitUntil([&] { return tab.data(ListEntry::detailRole).toString() == QStringLiteral("and more"); }));
+    contents.setFocus();
+    contents.setCurrentIndex(tab);
+    QTest::keyClick(&contents, Qt::Key_Return);
+    EXPECT_EQ(actions.take(), "show w with sums");
+
+    named<QPushButton>(page, QStringLiteral("Create Return Note")).click();
+    EXPECT_EQ(actions.take(), "create note Budget");
+    records->change([&](SessionLibrary& library) { setReturnNote(library, budget, sums); });
+    ASSERT_TRUE(waitUntil([&] { return says(page, QStringLiteral("Open Return Note")); }));
+    named<QPushButton>(page, QStringLiteral("Open Return Note")).click();
+    EXPECT_EQ(actions.take(), "open note Budget");
+
+    // What is selected and folded stays when the library becomes another.
+    travel = session("Travel", budget);
+    ASSERT_TRUE(becomes("Budget; -Travel"));
+    EXPECT_EQ(tree.current(), budget);
+    tree.collapse(model().indexOf(budget));
+    session("Letters");
+    ASSERT_TRUE(becomes("Letters; Budget; -Travel"));
+    EXPECT_EQ(tree.current(), budget);
+    EXPECT_FALSE(tree.isExpanded(model().indexOf(budget)));
+}
+
+}  // namespace
+}  // namespace penmark
