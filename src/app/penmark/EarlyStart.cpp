@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/penmark/EarlyStart.h"
 
+#include "organization/Sessions.h"
 #include "storage/ContentStore.h"
 #include "storage/DocumentStore.h"
 #include "storage/RecoveryError.h"
-#include "storage/WindowStore.h"
 
 #include <algorithm>
 #include <set>
@@ -49,9 +49,8 @@ EarlyLibrary startEarly(const RecoveryConfiguration& configuration, const Enviro
     if (!early.store)
         return early;
     try {
-        auto loaded = WindowStore(*early.store).load();
-        early.windows = std::move(loaded.windows);
-        early.problems = std::move(loaded.problems);
+        early.sessions = StoredSessions::read(*early.store);
+        early.problems = early.sessions.problems;
     } catch (const RecoveryError& error) {
         early.problems.emplace_back(error.what());
     }
@@ -61,9 +60,10 @@ EarlyLibrary startEarly(const RecoveryConfiguration& configuration, const Enviro
         if (const auto* document = std::get_if<LoadedDocument>(&opening))
             opened.insert(document->record.id);
     }
-    for (const RecoveryWindow& window : early.windows) {
-        if (!restoresWindows || !window.isOpen || window.documents.empty())
-            continue;
+    if (!restoresWindows)
+        return early;
+    for (const Uuid& id : shownWindows(early.sessions.library)) {
+        const RecoveryWindow& window = *early.sessions.library.findWindow(id);
         const bool isThere = window.selected && std::find(window.documents.begin(), window.documents.end(),
                                                           *window.selected) != window.documents.end();
         const Uuid front = isThere ? *window.selected : window.documents.front();

@@ -123,7 +123,7 @@ void RunningProgram::takeOver(const HandOverRequest& request, const std::shared_
     for (const OpenTarget& target : request.targets) {
         std::error_code error;
         if (!target.standardInput && std::filesystem::is_directory(target.path, error))
-            program_.showFolder(target.path, window);
+            program_.showFolder(target.path);
     }
     if (request.newDraft && !request.newWindow)  // a new window has one
         window.newDraft();

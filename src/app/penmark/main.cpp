@@ -165,7 +165,7 @@ int runProgram(const Asked& asked, EarlyLibrary library, LoadedSettings loaded)
     for (const OpenTarget& target : asked.options.targets) {
         std::error_code error;
         if (!target.standardInput && std::filesystem::is_directory(target.path, error))
-            program.showFolder(target.path, front);
+            program.showFolder(target.path);
     }
     if (!problems.empty() && program.isReadOnly())
         front.showMessage(QString::fromStdString(problems.front()));  // the bar says what matters more

@@ -51,6 +51,8 @@ struct Settings {
     std::string newLanguage = "Plain Text";  ///< the name of an EditorLanguage
     bool watchOriginals = true;
 
+    std::vector<RawJson> sessionStarters;  ///< what the user has saved to begin sessions with
+
     UnknownMembers unknownMembers;
 
     /// A file may say as little as its author likes.
@@ -78,7 +80,8 @@ struct Settings {
                           field("files.new.lineEnd", &S::newLineEnd),
                           field("files.new.encoding", &S::newEncoding),
                           field("files.new.language", &S::newLanguage),
-                          field("files.watchOriginals", &S::watchOriginals)};
+                          field("files.watchOriginals", &S::watchOriginals),
+                          field("sessions.starters", &S::sessionStarters)};
     }
     friend bool operator==(const Settings&, const Settings&) = default;
 };

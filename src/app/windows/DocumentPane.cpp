@@ -78,14 +78,19 @@ EditorView* DocumentPane::makeView()
     return view;
 }
 
-void DocumentPane::applySettings(EditorView& view) const
+QFont documentFont(const Settings& settings)
 {
-    const Settings& settings = program_.settings().settings();
     QFont font = settings.fontFamily.empty() ? QFontDatabase::systemFont(QFontDatabase::FixedFont)
                                              : QFont(QString::fromStdString(settings.fontFamily));
     font.setPointSizeF(settings.fontSize);
     font.setStyleHint(QFont::Monospace);
-    view.setEditorFont(font);
+    return font;
+}
+
+void DocumentPane::applySettings(EditorView& view) const
+{
+    const Settings& settings = program_.settings().settings();
+    view.setEditorFont(documentFont(settings));
     view.setDefaults({settings.wrap, settings.showBlanks, settings.lineNumbers});
     view.setRightMargin(static_cast<std::size_t>(settings.rightMargin));
 }

@@ -5,6 +5,7 @@
 #include "app/windows/DocumentMessage.h"
 #include "text/editor/EditorState.h"
 
+#include <QFont>
 #include <QPointer>
 #include <QUrl>
 #include <QWidget>
@@ -18,6 +19,10 @@ class DocumentRegistry;
 class EditorView;
 class MessageBar;
 class Program;
+struct Settings;
+
+/// The font of texts, as the user has chosen it.
+QFont documentFont(const Settings& settings);
 
 /// What a window shows of one document: its text, once or in two views beside one another, and the bar above. Retains
 /// the document. Empty until the document has been read.

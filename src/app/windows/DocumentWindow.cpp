@@ -11,6 +11,7 @@
 #include "app/windows/DocumentTabBar.h"
 #include "app/windows/MessageBar.h"
 #include "app/windows/Program.h"
+#include "base/Utf8.h"
 #include "text/Characters.h"
 
 #include <QApplication>
@@ -54,7 +55,7 @@ DocumentWindow::DocumentWindow(Program& program, RecoveryWindow record)
             tabChangesSoon(document);
     });
     connect(&program_.documents().headers(), &DocumentHeaders::loaded, this, &DocumentWindow::tabsChanged);
-    connect(&program_.records(), &WindowRecords::collect, this, [this] {
+    connect(&program_.records(), &SessionRecords::collect, this, [this] {
         if (!closing_)
             program_.records().put(this->record());
     });
@@ -114,12 +115,12 @@ void DocumentWindow::createContent()
     });
     connect(tabBar_, &DocumentTabBar::droppedIn, this, [this](const DocumentTabBar::Dragged& dragged, int index) {
         for (const Uuid& document : dragged.documents) {
-            std::optional<EditorState> state;
+            GivenTab given;
             for (DocumentWindow* other : program_.windows()) {
                 if (other != this && dragged.window == other->id())
-                    state = other->giveTab(document);
+                    given = other->giveTab(document);
             }
-            insertTab(document, static_cast<std::size_t>(index), std::move(state));
+            insertTab(document, static_cast<std::size_t>(index), std::move(given));
         }
     });
     changedTabsTimer_.setSingleShot(true);
@@ -164,6 +165,8 @@ RecoveryWindow DocumentWindow::record() const
             tabs.setState(document, std::move(*state));
     }
     RecoveryWindow record = record_;
+    if (const PenmarkSession* const session = program_.records().library().sessionOf(record.id))
+        record.sessionID = session->id;
     tabs.fill(record);
     WindowPlacement placement = record.placement.value_or(WindowPlacement());
     const QRect place = isMaximized() || isFullScreen() ? normalGeometry() : QRect(pos(), size());
@@ -182,6 +185,9 @@ RecoveryWindow DocumentWindow::record() const
         for (const QString& section : state.collapsed)
             collapsed.insert(section.toStdString());
         presentation.collapsedLibrarySections = std::move(collapsed);
+        std::set<std::string> expanded = state.expandedPaths;
+        std::erase_if(expanded, [](const std::string& path) { return !isValidUtf8(path); });  // records are UTF-8
+        presentation.expandedProjectPaths = expanded.empty() ? std::nullopt : std::optional(std::move(expanded));
         presentation.libraryWidth = navigator_->isVisible() ? navigator_->width() : state.width;
     }
     record.presentation = std::move(presentation);

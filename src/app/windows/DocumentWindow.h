@@ -57,9 +57,20 @@ public:
     /// Shows the document in a tab of its own, or the one that it has. An empty draft that is in front gives way.
     void showDocument(const Uuid& document, bool atEnd = false);
     void goTo(const Uuid& document, std::size_t line, std::size_t column);
-    void insertTab(const Uuid& document, std::size_t index, std::optional<EditorState> state = {});
-    /// Lets go of a tab that another window takes over; returns how it was seen.
-    std::optional<EditorState> giveTab(const Uuid& document);
+    /// A tab on its way to another window.
+    struct GivenTab {
+        std::optional<EditorState> state;  ///< how it was seen
+        std::optional<Uuid> tabID;
+    };
+    void insertTab(const Uuid& document, std::size_t index, GivenTab given = {});
+    /// Lets go of a tab that another window takes over.
+    GivenTab giveTab(const Uuid& document);
+    /// What it looks like to the other window while this one still has it.
+    GivenTab tabToGive(const Uuid& document) const;
+    /// Shows the tabs that the record has.
+    void follow(const RecoveryWindow& record);
+    /// A draft that nobody has written to: nobody misses it.
+    bool isNothing(const Uuid& document) const;
     void newDraft();
     void closeTab(const Uuid& document);
     /// The tab of a document that is discarded. The last window stays, with a new draft.
@@ -89,6 +100,8 @@ public:
     void setLibraryVisible(bool visible);
     bool isLibraryVisible() const;
     void toggleLibrary();
+    /// Opens its folder in the library at the left.
+    void showProject(const Uuid& project);
     void pasteFromHistory();
     /// A refused file: a window says why and what can be done.
     void showRefusal(const FileRefusal& refusal);
@@ -114,6 +127,8 @@ public:
     void showFront() { showTab(); }
     /// Its record is the program's from now on.
     void forget() { closing_ = true; }
+    /// Its session has another name, or it has another session.
+    void updateTitle();
 
     /// Says that a file is being read; Esc asks it to stop.
     std::stop_source beginOpening(const std::filesystem::path& file);
@@ -137,6 +152,11 @@ private:
     void createStatusMenus();
     void createNavigator();
     void fillRecent(QMenu& menu);
+    void addSessionMenus(QMenu& parent);
+    void fillMoveMenu(QMenu& menu);
+    void fillLinkWindowMenu(QMenu& menu) { fillLinkMenu(menu, false); }
+    void fillLinkTabMenu(QMenu& menu) { fillLinkMenu(menu, true); }
+    void fillLinkMenu(QMenu& menu, bool tabOnly);
     void restorePlacement();
     void showTab(bool focus = true);
     DocumentPane& paneOf(const Uuid& document);
@@ -148,8 +168,7 @@ private:
     void tabsChanged();
     void tabChanged(const Uuid& document);      ///< its title, its file or its state
     void tabChangesSoon(const Uuid& document);  ///< behind the frame that shows the key
-    void updateTitle();
-    void shareBarPlace();  ///< one message at a time stands above the text
+    void shareBarPlace();                       ///< one message at a time stands above the text
     void act(MessageAction action);
     void tabMenu(const Uuid& document, const QPoint& at);
     void askForFile(const RecoveryBuffer& buffer, const QString& caption,

@@ -12,6 +12,7 @@
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/LinePrompt.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSessions.h"
 #include "base/Sha256.h"
 #include "base/Utf8.h"
 #include "storage/LegacyEncoding.h"
@@ -324,6 +325,14 @@ void DocumentWindow::rename(const Uuid& document)
 
 void DocumentWindow::discard(const Uuid& document)
 {
+    if (const auto session = program_.sessions().sessionOfNote(document)) {
+        showBar(tr("This document is the return note of a session."), Weight::warning,
+                {{tr("Discard It"), [this, session, document] {
+                      program_.sessions().useAsReturnNote(*session, std::nullopt);
+                      discard(document);
+                  }}});
+        return;
+    }
     const QString title = tabTitle(document);
     const std::vector<Uuid> ids{document};
     program_.documents().discard(ids);

@@ -5,6 +5,7 @@
 #include "app/commands/CommandPalette.h"
 #include "app/editor/EditorView.h"
 #include "app/navigator/NavigatorView.h"
+#include "app/navigator/RecordedSessions.h"
 #include "app/settings/SettingsStore.h"
 #include "app/windows/ClipboardHistory.h"
 #include "app/windows/DocumentMenus.h"
@@ -14,6 +15,7 @@
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/PeekView.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSessions.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -34,6 +36,7 @@ constexpr const char* fileMenu[] = {"file.newDraft",
                                     "-",
                                     "file.open",
                                     ">recent",
+                                    "file.openProject",
                                     "file.reopenClosed",
                                     "-",
                                     "file.save",
@@ -46,6 +49,8 @@ constexpr const char* fileMenu[] = {"file.newDraft",
                                     "-",
                                     "file.rename",
                                     "file.discard",
+                                    "file.history",
+                                    "file.keepVersion",
                                     "file.copyPath",
                                     "file.showInFiles",
                                     "-",
@@ -118,6 +123,33 @@ constexpr const char* indentationMenu[] = {
     "format.indent.blanks2", "format.indent.blanks4", "format.indent.blanks8", "-",
     "format.indent.tabs2",   "format.indent.tabs4",   "format.indent.tabs8",   "-",
     "edit.indent.toBlanks",  "edit.indent.toTabs"};
+constexpr const char* sessionMenu[] = {"session.new",
+                                       "session.newNested",
+                                       "session.rename",
+                                       "session.saveAsStarter",
+                                       "session.close",
+                                       ">moveInto",
+                                       "-",
+                                       "session.organiser",
+                                       "session.calendar",
+                                       "session.keepCheckpoint",
+                                       "-",
+                                       "session.createNote",
+                                       "session.openNote",
+                                       "session.useAsNote",
+                                       "-",
+                                       "workspace.new",
+                                       ">linkWindow",
+                                       ">linkTab",
+                                       ">workspace"};
+constexpr const char* workspaceMenu[] = {"workspace.members",
+                                         "workspace.focus",
+                                         "workspace.showAll",
+                                         "workspace.close",
+                                         "workspace.reopen",
+                                         "workspace.remove",
+                                         "-",
+                                         "workspace.organiser"};
 constexpr const char* helpMenu[] = {"help.keys", "help.libraryFolder", "help.diagnostics", "-", "help.about"};
 constexpr const char* tabEntries[] = {"file.rename",
                                       "-",
@@ -125,6 +157,10 @@ constexpr const char* tabEntries[] = {"file.rename",
                                       "file.saveAs",
                                       "file.saveCopy",
                                       "-",
+                                      "file.history",
+                                      "file.keepVersion",
+                                      "-",
+                                      ">linkTab",
                                       "file.moveToNewWindow",
                                       "file.copyPath",
                                       "file.showInFiles",
@@ -154,8 +190,9 @@ const SubMenu formatMenus[] = {
 std::span<const std::span<const char* const>> documentMenus()
 {
     static const std::span<const char* const> menus[] = {
-        fileMenu,     editMenu,     linesMenu,  caretsMenu,   caseMenu,        viewMenu, goMenu,    formatMenu,
-        languageMenu, encodingMenu, reopenMenu, lineEndsMenu, indentationMenu, helpMenu, tabEntries};
+        fileMenu,        editMenu,    linesMenu,     caretsMenu,   caseMenu,   viewMenu,
+        goMenu,          formatMenu,  languageMenu,  encodingMenu, reopenMenu, lineEndsMenu,
+        indentationMenu, sessionMenu, workspaceMenu, helpMenu,     tabEntries};
     return menus;
 }
 
@@ -189,6 +226,12 @@ void DocumentWindow::createMenus()
     QMenu* const format = menuBar()->addMenu(tr("F&ormat"));
     addMenus(*format, formatMenus);
     fill(*format, formatMenu);
+    QMenu* const session = menuBar()->addMenu(tr("&Session"));
+    addSessionMenus(*session);
+    auto* const workspace = new QMenu(tr("Current Workspace"), session);
+    workspace->setObjectName(QStringLiteral("workspace"));
+    fill(*workspace, workspaceMenu);
+    fill(*session, sessionMenu);
     fill(*menuBar()->addMenu(tr("&Help")), helpMenu);
     setMenuBarVisible(program_.settings().settings().menuBarVisible);
 }
@@ -260,6 +303,7 @@ void DocumentWindow::tabMenu(const Uuid& document, const QPoint& at)
     selectTab(document);
     auto* const menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
+    addSessionMenus(*menu);
     fillMenu(*menu, tabEntries, program_.commands(), [this] { return context(); });
     menu->popup(at);
 }
@@ -331,6 +375,8 @@ void DocumentWindow::createNavigator()
 {
     navigator_ = new NavigatorView(program_.documents().headers(), splitter_);
     navigator_->setPreviewSource(&program_.previews());
+    navigator_->setSessions(std::make_unique<RecordedSessions>(program_.records(), program_.documents()),
+                            program_.sessions(), id());
     NavigatorState state;
     if (record_.presentation) {
         const WindowPresentation& presentation = *record_.presentation;
@@ -340,6 +386,7 @@ void DocumentWindow::createNavigator()
             for (const std::string& section : *presentation.collapsedLibrarySections)
                 state.collapsed.append(QString::fromStdString(section));
         }
+        state.expandedPaths = presentation.expandedProjectPaths.value_or(std::set<std::string>());
         if (presentation.libraryWidth)
             state.width = std::clamp(static_cast<int>(*presentation.libraryWidth), 160, 900);
     }
@@ -370,7 +417,12 @@ void DocumentWindow::createNavigator()
         program_.documents().rename(document, title.trimmed().toStdString());
     });
     connect(navigator_, &NavigatorView::discardRequested, this, [this](const QList<Uuid>& documents) {
-        const std::vector<Uuid> ids(documents.begin(), documents.end());
+        std::vector<Uuid> ids(documents.begin(), documents.end());
+        for (const Uuid& document : ids) {
+            if (program_.sessions().sessionOfNote(document))
+                discard(document);  // which asks
+        }
+        std::erase_if(ids, [this](const Uuid& id) { return program_.sessions().sessionOfNote(id).has_value(); });
         program_.documents().discard(ids);
         for (DocumentWindow* window : program_.windows()) {
             for (const Uuid& document : ids)
@@ -396,6 +448,13 @@ void DocumentWindow::createNavigator()
                 program_.showInFiles(header->path);
         }
     });
+    connect(
+        navigator_, &NavigatorView::fileMoved, this,
+        [this](const std::filesystem::path& from, const std::filesystem::path& to) { program_.fileMoved(from, to); });
+    connect(navigator_, &NavigatorView::showFileRequested, this,
+            [this](const std::filesystem::path& path) { program_.showInFiles(path.native()); });
+    connect(navigator_, &NavigatorView::failed, this,
+            [this](const QString& sentence) { showBar(sentence, DocumentMessage::Weight::warning, {}); });
     connect(navigator_, &NavigatorView::peekRequested, this,
             [this](const Uuid& document) { openPeek(*this, program_, document); });
 }

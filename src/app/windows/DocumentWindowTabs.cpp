@@ -98,6 +98,9 @@ void DocumentWindow::updateTitle()
         title += tr(" (Draft)");
     else if (buffer && !buffer->fileMatchesSavedVersion())
         title += QStringLiteral(" •");
+    const PenmarkSession* const session = program_.records().library().sessionOf(id());
+    if (session && session->name && !session->name->empty())
+        title += QStringLiteral(": ") + toQString(*session->name);
     setWindowTitle(title + QStringLiteral(" - Penmark"));
 }
 
@@ -202,14 +205,14 @@ void DocumentWindow::showDocument(const Uuid& document, bool atEnd)
     selectTab(document);
 }
 
-void DocumentWindow::insertTab(const Uuid& document, std::size_t index, std::optional<EditorState> state)
+void DocumentWindow::insertTab(const Uuid& document, std::size_t index, GivenTab given)
 {
     if (const auto present = tabs_.indexOf(document)) {
         tabs_.move(*present, std::min(index, tabs_.documents().size() - 1));
     } else {
-        tabs_.insert(document, index);
-        if (state)
-            tabs_.setState(document, std::move(*state));
+        tabs_.insert(document, index, given.tabID);
+        if (given.state)
+            tabs_.setState(document, std::move(*given.state));
         removeEmptyDraft(document);
     }
     selectTab(document);
@@ -255,6 +258,35 @@ void DocumentWindow::newDraft()
     selectTab(draft.id());
 }
 
+bool DocumentWindow::isNothing(const Uuid& document) const
+{
+    const RecoveryBuffer* const buffer = program_.documents().find(document);
+    return buffer && !buffer->isInLibrary() && buffer->text().empty();
+}
+
+void DocumentWindow::follow(const RecoveryWindow& record)
+{
+    record_.sessionID = record.sessionID;
+    const std::vector<Uuid> before = tabs_.documents();
+    const auto front = tabs_.selected();
+    tabs_.follow(record);
+    if (before == tabs_.documents() || tabs_.empty()) {
+        updateTitle();
+        return;
+    }
+    for (const Uuid& document : before) {
+        if (tabs_.contains(document))
+            continue;
+        dropPane(document);
+        if (!program_.isShown(document))
+            emit program_.tabClosed(document);
+    }
+    if (front != tabs_.selected())
+        showTab(false);
+    else
+        tabsChanged();
+}
+
 void DocumentWindow::closeTab(const Uuid& document)
 {
     removeTab(document, true);
@@ -265,21 +297,19 @@ void DocumentWindow::removeTab(const Uuid& document, bool mayEnd)
     const auto index = tabs_.indexOf(document);
     if (!index)
         return;
-    const RecoveryBuffer* const closed = program_.documents().find(document);
-    const bool isNothing = closed && !closed->isInLibrary() && closed->text().empty();
-    if (!isNothing)
-        program_.noteClosed({document, id(), *index});
+    const bool wasNothing = isNothing(document);
     const bool isLast = tabs_.documents().size() == 1;
-    if (isLast && ((isNothing && mayEnd) || program_.windows().size() > 1)) {
+    if (isLast && ((wasNothing && mayEnd) || !program_.hasOneWindow())) {
         close();
         return;
     }
+    if (isLast)
+        newDraft();             // which the window then shows: a window without tabs is none
+    if (!wasNothing && mayEnd)  // one that is discarded is listed as such
+        program_.noteClosed(*this, document);
     tabs_.remove(document);
     dropPane(document);
-    if (isLast)
-        newDraft();
-    else
-        showTab();
+    showTab();
     if (!program_.isShown(document))
         emit program_.tabClosed(document);
 }
@@ -331,7 +361,7 @@ void DocumentWindow::moveToNewWindow(const Uuid& document)
         return;
     // The other window holds the document before this one lets go of it.
     DocumentWindow& window = program_.newWindowBeside(*this);
-    window.insertTab(document, 0, stateOf(document));
+    window.insertTab(document, 0, tabToGive(document));
     giveTab(document);
 }
 
@@ -345,21 +375,26 @@ std::optional<EditorState> DocumentWindow::stateOf(const Uuid& document) const
     return kept ? std::optional(*kept) : std::nullopt;
 }
 
-std::optional<EditorState> DocumentWindow::giveTab(const Uuid& document)
+DocumentWindow::GivenTab DocumentWindow::tabToGive(const Uuid& document) const
 {
-    std::optional<EditorState> state = stateOf(document);
+    return {stateOf(document), tabs_.tabID(document)};
+}
+
+DocumentWindow::GivenTab DocumentWindow::giveTab(const Uuid& document)
+{
+    GivenTab given = tabToGive(document);
     const bool isLast = tabs_.documents().size() == 1;
     tabs_.remove(document);
     dropPane(document);
     if (!isLast)
         showTab(false);
-    else if (program_.windows().size() > 1 && tabBar_->isDragging())
+    else if (!program_.hasOneWindow() && tabBar_->isDragging())
         connect(tabBar_, &DocumentTabBar::dragEnded, this, &QWidget::close, Qt::QueuedConnection);
-    else if (program_.windows().size() > 1)
+    else if (!program_.hasOneWindow())
         QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
     else
         newDraft();
-    return state;
+    return given;
 }
 
 }  // namespace penmark

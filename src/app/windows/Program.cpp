@@ -12,10 +12,14 @@
 #include "app/settings/SettingsWindow.h"
 #include "app/windows/ClipboardHistory.h"
 #include "app/windows/DocumentPane.h"
+#include "app/windows/DocumentStatusBar.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/MessageBar.h"
+#include "app/windows/ProgramSessions.h"
 #include "app/windows/StatusTexts.h"
 #include "base/Utf8.h"
+#include "organization/Sessions.h"
+#include "organization/Workspaces.h"
 #include "storage/DocumentStore.h"
 
 #include <QApplication>
@@ -36,6 +40,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t previewCharacters = 200;
+constexpr int interruptionShown = 10'000;  // milliseconds
 
 /// The beginnings of texts, read behind whatever else is read.
 class LibraryPreviews final : public PreviewSource {
@@ -104,7 +109,8 @@ Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings setti
       settings_(std::make_unique<SettingsStore>(std::move(settingsFile), std::move(settings))),
       appearance_(std::make_unique<Appearance>()), library_(std::make_unique<LibraryQueue>(std::move(early.store))),
       documents_(std::make_unique<DocumentRegistry>(*library_)), files_(std::make_unique<OriginalFiles>(*documents_)),
-      records_(std::make_unique<WindowRecords>(*library_, std::move(early.windows)))
+      records_(std::make_unique<SessionRecords>(*library_, std::move(early.sessions))),
+      sessions_(std::make_unique<ProgramSessions>(*this))
 {
     appearance_->apply(settings_->settings().appearance, settings_->settings().lastSystemDark);
     createCommands();
@@ -121,8 +127,17 @@ Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings setti
             frontWindow().showBar(sentence, DocumentMessage::Weight::failure, {});
     };
     connect(documents_.get(), &DocumentRegistry::failed, this, say);
-    connect(records_.get(), &WindowRecords::failed, this, &Program::recordsFailed);
-    connect(records_.get(), &WindowRecords::recovered, this, &Program::endRecordsBar);
+    connect(records_.get(), &SessionRecords::failed, this, &Program::recordsFailed);
+    connect(records_.get(), &SessionRecords::recovered, this, &Program::endRecordsBar);
+    connect(records_.get(), &SessionRecords::arranged, this, &Program::followSessions);
+    connect(records_.get(), &SessionRecords::changed, this, [this] {
+        for (DocumentWindow* window : windows_)
+            window->updateTitle();
+    });
+    connect(records_.get(), &SessionRecords::refused, this, [this](const QString& sentence) {
+        if (!windows_.empty())
+            frontWindow().showBar(sentence, DocumentMessage::Weight::warning, {});
+    });
     connect(documents_.get(), &DocumentRegistry::storeFailed, this, &Program::endRecordsBar);
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive)
@@ -195,11 +210,11 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
         opened.push_back(present);
     }
     if (restoreWindows) {
-        const std::vector<RecoveryWindow> stored(records_->all().begin(), records_->all().end());
-        for (const RecoveryWindow& record : stored) {
-            if (record.isOpen && !record.documents.empty())
-                makeWindow(&record);
-        }
+        restoreWindowsInOrder();
+    } else {
+        records_->changeQuietly([](SessionLibrary& library) { penmark::endFocus(library); });
+        for (const Uuid& window : shownWindows(records_->library()))
+            notRestored_.insert(window);
     }
     if (windows_.empty() || inNewWindow)
         makeWindow();
@@ -252,6 +267,31 @@ void Program::afterFirstFrame()
             [this](bool dark) { settings_->change([dark](Settings& settings) { settings.lastSystemDark = dark; }); });
     appearance_->followDesktop();
     clipboardHistory();
+    tellOfInterruption();
+    records_->touch();  // the day's checkpoint comes with the first writing
+    records_->forgetOldVisits();
+}
+
+void Program::tellOfInterruption()
+{
+    if (!records_->interrupted())
+        return;
+    const Date began = records_->interrupted()->startedAt;
+    const auto tell = [this, began] {
+        // Nobody wrote down when it happened; what was stored last says until when everything is there.
+        Date last = began;
+        for (const DocumentHeader& header : documents_->headers().all())
+            last = std::max(last, header.updatedAt);
+        const QString sentence = last == began ? tr("Penmark was interrupted. Everything stored is here.")
+                                               : tr("Penmark was interrupted. Everything stored until %1 is here.")
+                                                     .arg(QString::fromStdString(last.localText()).mid(11));
+        if (!windows_.empty())
+            frontWindow().statusLine().showMessage(sentence, interruptionShown);
+    };
+    if (documents_->headers().isLoaded())
+        tell();
+    else
+        connect(&documents_->headers(), &DocumentHeaders::loaded, this, tell, Qt::SingleShotConnection);
 }
 
 void Program::needHeaders()
@@ -272,99 +312,6 @@ PreviewSource& Program::previews()
     if (!previews_)
         previews_ = std::make_unique<LibraryPreviews>(*library_, *this);
     return *previews_;
-}
-
-// ---- windows ----
-
-std::vector<DocumentWindow*> Program::windows() const
-{
-    return windows_;
-}
-
-DocumentWindow& Program::frontWindow()
-{
-    return windows_.empty() ? newWindow() : *windows_.front();
-}
-
-DocumentWindow& Program::newWindow()
-{
-    DocumentWindow& window = makeWindow();
-    window.newDraft();
-    return window;
-}
-
-DocumentWindow& Program::makeWindow(const RecoveryWindow* record)
-{
-    RecoveryWindow fresh;
-    if (!record) {
-        fresh.id = Uuid::random();
-        record = &fresh;
-    }
-    auto* const window = new DocumentWindow(*this, *record);
-    windows_.insert(windows_.begin(), window);
-    if (record->presentation && record->presentation->minimized.value_or(false))
-        window->showMinimized();
-    else
-        window->show();
-    window->showFront();
-    emit windowsChanged();
-    return *window;
-}
-
-DocumentWindow& Program::newWindowBeside(DocumentWindow& other, std::optional<Uuid> document)
-{
-    DocumentWindow& window = makeWindow();
-    constexpr int step = 32;
-    window.resize(other.size());
-    window.move(other.pos() + QPoint(step, step));
-    if (document)
-        window.showDocument(*document);
-    else
-        window.newDraft();
-    return window;
-}
-
-void Program::windowActivated(DocumentWindow& window)
-{
-    const auto found = std::find(windows_.begin(), windows_.end(), &window);
-    if (found == windows_.end() || ending_)  // windows that go one after the other say nothing about their use
-        return;
-    std::rotate(windows_.begin(), found, found + 1);
-    if (records_->find(window.id()))
-        records_->used(window.id());
-    else
-        records_->put(window.record());
-}
-
-void Program::windowClosed(DocumentWindow& window)
-{
-    if (windows_.size() == 1) {
-        quit();
-        return;
-    }
-    RecoveryWindow record = window.record();
-    record.isOpen = false;
-    std::erase(windows_, &window);
-    const std::vector<Uuid> documents = window.tabs().documents();
-    window.forget();
-    window.hide();
-    window.deleteLater();
-    records_->put(record);
-    records_->used(record.id);
-    records_->save();
-    for (const Uuid& document : documents) {
-        if (RecoveryBuffer* buffer = documents_->find(document))
-            documents_->store(*buffer);
-        if (!isShown(document))
-            emit tabClosed(document);
-    }
-    emit windowsChanged();
-}
-
-bool Program::isShown(const Uuid& document) const
-{
-    return std::any_of(windows_.begin(), windows_.end(),
-                       [&](const DocumentWindow* window) { return window->tabs().contains(document); });
 }
 
 // ---- the end ----
@@ -412,6 +359,7 @@ void Program::quit(bool mustEnd)
     storeAll([this, mustEnd](const std::optional<std::string>& failure) {
         const std::vector<RecoveryBuffer*> unsaved = unsavedTexts();
         if (!failure || (isReadOnly() && unsaved.empty())) {
+            records_->finish();
             library_->finishWriting();
             QCoreApplication::exit(0);
             return;

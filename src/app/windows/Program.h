@@ -3,7 +3,7 @@
 
 #include "app/documents/DocumentRegistry.h"
 #include "app/documents/OriginalFiles.h"
-#include "app/documents/WindowRecords.h"
+#include "app/documents/SessionRecords.h"
 #include "app/settings/Settings.h"
 #include "storage/StorageInitialization.h"
 
@@ -16,6 +16,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ class ClipboardHistory;
 class CommandRegistry;
 class DocumentWindow;
 class PreviewSource;
+class ProgramSessions;
 class SettingsStore;
 class SettingsWindow;
 
@@ -39,8 +41,8 @@ struct OpenRequest {
 /// What was read before there were windows, beside the toolkit's own start.
 struct EarlyLibrary {
     StorageInitializationStatus status;
-    std::unique_ptr<RecoveryStore> store;   ///< null if it cannot be opened
-    std::vector<RecoveryWindow> windows;    ///< all records
+    std::unique_ptr<RecoveryStore> store;  ///< null if it cannot be opened
+    StoredSessions sessions;
     std::vector<LoadedDocument> documents;  ///< those in front of windows that will be shown
     std::vector<FileOpening> files;         ///< those of the command line, in their order
     std::vector<std::string> problems;
@@ -56,7 +58,8 @@ public:
 
     DocumentRegistry& documents() { return *documents_; }
     OriginalFiles& files() { return *files_; }
-    WindowRecords& records() { return *records_; }
+    SessionRecords& records() { return *records_; }
+    ProgramSessions& sessions() { return *sessions_; }
     CommandRegistry& commands() { return *commands_; }
     SettingsStore& settings() { return *settings_; }
     Appearance& appearance() { return *appearance_; }
@@ -74,6 +77,8 @@ public:
     DocumentWindow& frontWindow();
     /// With an empty draft, which gives way to what is opened.
     DocumentWindow& newWindow();
+    /// A window by its record, or a fresh one. The caller sees to it that it gets a tab.
+    DocumentWindow& makeWindow(const RecoveryWindow* record = nullptr);
     /// Another window beside one, with an empty draft or the given document.
     DocumentWindow& newWindowBeside(DocumentWindow& other, std::optional<Uuid> document = {});
     void windowActivated(DocumentWindow& window);
@@ -85,21 +90,38 @@ public:
               std::function<void(const Uuid&)> opened = {}, std::function<void(const FileRefusal&)> refused = {});
     /// Opens files that were dropped on a window; one that is not there is said to be missing, not made.
     void openDropped(const QList<QUrl>& urls, DocumentWindow& window);
-    void showFolder(const std::filesystem::path& folder, DocumentWindow& window);
+    /// Adds it as a project and shows it in the window in front.
+    void showFolder(const std::filesystem::path& folder);
+
+    /// A file, or a folder with all that is in it, has another path now: documents that are bound to it follow.
+    void fileMoved(const std::filesystem::path& from, const std::filesystem::path& to);
 
     void noteRecent(const std::string& path);
     /// Paths of files, the latest first: those of this run, then those of documents by their last change.
     std::vector<std::string> recentFiles() const;
 
-    struct ClosedTab {
-        Uuid document;
-        Uuid window;
-        std::size_t index = 0;
-    };
-    void noteClosed(const ClosedTab& tab);
-    /// The tab of this run that was closed last, or when there is none, the window.
-    void reopenClosed(DocumentWindow& window);
-    bool canReopenClosed() const { return !closedTabs_.empty() || lastClosedWindow().has_value(); }
+    /// A tab that the user closes, while the window still has it: it can be reopened.
+    void noteClosed(DocumentWindow& window, const Uuid& document);
+    /// The tab or window that was closed last, if anything of it is still there: of a session that is open, if there is
+    /// one.
+    void reopenClosed();
+    /// Whether a document is to be found and not discarded; true as long as that is not known.
+    bool isThere(const Uuid& document) const;
+    bool canReopenClosed() const { return lastClosed().has_value(); }
+    /// Shows windows as the library has them: makes those that are missing, takes away those that are put aside.
+    void followSessions();
+    /// They were left out at the start, and are wanted now.
+    void restoreLeftOut(const std::vector<Uuid>& windows);
+    void restoreAllLeftOut();
+    /// Shows all windows again: what is new would belong to no workspace, and vanish.
+    void endFocus();
+    /// Before all others, and with the keys.
+    void bringToFront(DocumentWindow& window);
+    /// Whether the program would be without any window, hidden ones and those beside a workspace in focus included, if
+    /// one that is seen were closed.
+    bool hasOneWindow() const;
+    /// Null if it is not shown.
+    DocumentWindow* findWindow(const Uuid& id) const;
 
     /// Saves the documents of all tabs whose files differ, also of tabs that have not been read yet.
     void saveAll();
@@ -140,8 +162,6 @@ signals:
     void windowsChanged();
 
 private:
-    /// The caller sees to it that it gets a tab.
-    DocumentWindow& makeWindow(const RecoveryWindow* record = nullptr);
     void createCommands();
     void applySettings();
     void welcome(DocumentWindow& window);
@@ -150,8 +170,11 @@ private:
     std::vector<RecoveryBuffer*> unsavedTexts() const;
     std::size_t rescue(const std::vector<RecoveryBuffer*>& buffers);
     void staysForTexts(const std::vector<RecoveryBuffer*>& unsaved);
-    /// With those of its documents that are still there; absent if none brings back anything.
-    std::optional<RecoveryWindow> lastClosedWindow() const;
+    std::optional<Uuid> lastClosed() const;
+    void restoreWindowsInOrder();
+    void takeAway(DocumentWindow& window);
+    void keepOneVisible();
+    void tellOfInterruption();
     void recordsFailed(const QString& sentence);
     void endRecordsBar();
 
@@ -163,12 +186,13 @@ private:
     std::unique_ptr<LibraryQueue> library_;
     std::unique_ptr<DocumentRegistry> documents_;
     std::unique_ptr<OriginalFiles> files_;
-    std::unique_ptr<WindowRecords> records_;
+    std::unique_ptr<SessionRecords> records_;
+    std::unique_ptr<ProgramSessions> sessions_;
     std::unique_ptr<CommandRegistry> commands_;
     std::vector<DocumentWindow*> windows_;  // the one used last first
     std::vector<std::string> noted_;        // paths of files, the latest first
-    std::vector<ClosedTab> closedTabs_;
-    QString recordsFailure_;  // what the bar says of window records; empty: nothing
+    std::set<Uuid> notRestored_;            // windows that this start was to leave out
+    QString recordsFailure_;                // what the bar says of window records; empty: nothing
     QPointer<SettingsWindow> settingsWindow_;
     std::unique_ptr<ClipboardHistory> clipboard_;
     std::unique_ptr<PreviewSource> previews_;

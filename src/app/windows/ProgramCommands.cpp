@@ -2,6 +2,7 @@
 // The commands of windows and of the program; those of the text are in EditorCommands.cpp.
 #include "app/editor/EditorView.h"
 #include "app/settings/SettingsStore.h"
+#include "app/windows/CommandAdder.h"
 #include "app/windows/DocumentPane.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/Program.h"
@@ -22,102 +23,29 @@ namespace penmark {
 namespace {
 
 using Context = CommandContext;
-using Run = std::function<void(DocumentWindow&)>;
-
-bool hasWindow(const Context& context)
-{
-    return context.window != nullptr;
-}
-
-bool hasDocument(const Context& context)
-{
-    return context.window && context.window->buffer();
-}
-
-bool hasFile(const Context& context)
-{
-    return hasDocument(context) && !context.window->buffer()->isDraft();
-}
-
-QString whyNoFile(const Context&)
-{
-    return Program::tr("The document has no file.");
-}
-
-/// Adds commands of one category.
-class Adder {
-public:
-    Adder(CommandRegistry& registry, QString category) : registry_(registry), category_(std::move(category)) {}
-
-    Command& window(const char* id, const QString& name, const char* keys, Run run)
-    {
-        return add(id, name, keys, std::move(run), hasWindow);
-    }
-    Command& document(const char* id, const QString& name, const char* keys, Run run)
-    {
-        return add(id, name, keys, std::move(run), hasDocument);
-    }
-    Command& file(const char* id, const QString& name, const char* keys, Run run)
-    {
-        Command& command = add(id, name, keys, std::move(run), hasFile);
-        command.whyDisabled = whyNoFile;
-        return command;
-    }
-    void flush()
-    {
-        for (Command& command : pending_)
-            registry_.add(std::move(command));
-        pending_.clear();
-    }
-    ~Adder() { flush(); }
-    Adder(const Adder&) = delete;
-    Adder& operator=(const Adder&) = delete;
-
-private:
-    Command& add(const char* id, const QString& name, const char* keys, Run run,
-                 std::function<bool(const Context&)> enabled)
-    {
-        Command& command = pending_.emplace_back();
-        command.id = id;
-        command.name = name;
-        command.category = category_;
-        command.keys = keys;
-        command.run = [run = std::move(run)](Context& context) { run(*context.window); };
-        command.isEnabled = std::move(enabled);
-        return command;
-    }
-
-    CommandRegistry& registry_;
-    QString category_;
-    std::deque<Command> pending_;  // references to them are given out
-};
-
-Uuid front(DocumentWindow& window)
-{
-    return window.tabs().selected().value_or(Uuid());
-}
 
 void addFileCommands(CommandRegistry& registry, Program& program)
 {
-    Adder add(registry, Program::tr("File"));
+    CommandAdder add(registry, Program::tr("File"));
     add.window("file.newDraft", Program::tr("New Draft"), "Ctrl+N; Ctrl+T", [](auto& window) { window.newDraft(); });
     add.window("file.newWindow", Program::tr("New Window"), "Ctrl+Shift+N",
                [&program](auto& window) { program.newWindowBeside(window); });
     add.window("file.open", Program::tr("Open…"), "Ctrl+O", [](auto& window) { window.openFiles(); });
     add.window("file.reopenClosed", Program::tr("Reopen Closed"), "Ctrl+Shift+T",
-               [&program](auto& window) { program.reopenClosed(window); })
+               [&program](auto&) { program.reopenClosed(); })
         .isEnabled = [&program](const Context& context) { return context.window && program.canReopenClosed(); };
     add.document("file.save", Program::tr("Save"), "Ctrl+S", [](auto& window) { window.save(); });
     add.document("file.saveAs", Program::tr("Save As…"), "Ctrl+Shift+S",
-                 [](auto& window) { window.saveAs(front(window)); });
+                 [](auto& window) { window.saveAs(frontDocument(window)); });
     add.window("file.saveAll", Program::tr("Save All"), "", [&program](auto&) { program.saveAll(); });
     add.document("file.saveCopy", Program::tr("Save a Copy…"), "",
-                 [](auto& window) { window.saveCopy(front(window)); });
+                 [](auto& window) { window.saveCopy(frontDocument(window)); });
     add.file("file.reload", Program::tr("Reload from Original"), "", [](auto& window) { window.reload(); });
     add.file("file.compare", Program::tr("Compare with Original"), "", [](auto& window) { window.compare(); });
-    add.document("file.rename", Program::tr("Rename…"), "F2", [](auto& window) { window.rename(front(window)); });
+    add.document("file.rename", Program::tr("Rename…"), "F2",
+                 [](auto& window) { window.rename(frontDocument(window)); });
     add.document("file.discard", Program::tr("Discard Document"), "",
-                 [](auto& window) { window.discard(front(window)); });
+                 [](auto& window) { window.discard(frontDocument(window)); });
     add.document("file.print", Program::tr("Print…"), "Ctrl+P", [](auto& window) { window.print(); });
     add.document("file.exportPdf", Program::tr("Export PDF…"), "", [](auto& window) { window.exportPdf(); });
     add.file("file.copyPath", Program::tr("Copy Path"), "", [](auto& window) {
@@ -126,11 +54,11 @@ void addFileCommands(CommandRegistry& registry, Program& program)
     add.file("file.showInFiles", Program::tr("Show in Files"), "",
              [&program](auto& window) { program.showInFiles(*window.buffer()->record().externalPath); });
     add.window("file.closeTab", Program::tr("Close Tab"), "Ctrl+W",
-               [](auto& window) { window.closeTab(front(window)); });
+               [](auto& window) { window.closeTab(frontDocument(window)); });
     add.window("file.closeOthers", Program::tr("Close Others"), "",
-               [](auto& window) { window.closeOtherTabs(front(window)); });
+               [](auto& window) { window.closeOtherTabs(frontDocument(window)); });
     add.window("file.moveToNewWindow", Program::tr("Move to New Window"), "",
-               [](auto& window) { window.moveToNewWindow(front(window)); })
+               [](auto& window) { window.moveToNewWindow(frontDocument(window)); })
         .isEnabled = [](const Context& context) {
         return context.window && context.window->tabs().documents().size() > 1;
     };
@@ -140,7 +68,7 @@ void addFileCommands(CommandRegistry& registry, Program& program)
 
 void addViewCommands(CommandRegistry& registry, Program& program)
 {
-    Adder add(registry, Program::tr("View"));
+    CommandAdder add(registry, Program::tr("View"));
     add.window("view.library", Program::tr("Library"), "F9", [](auto& window) { window.toggleLibrary(); }).isChecked =
         [](const Context& context) { return context.window && context.window->isLibraryVisible(); };
     add.window("view.palette", Program::tr("Command Palette"), "Ctrl+Shift+P",
@@ -167,7 +95,7 @@ void addViewCommands(CommandRegistry& registry, Program& program)
 
 void addTabCommands(CommandRegistry& registry)
 {
-    Adder add(registry, Program::tr("Go"));
+    CommandAdder add(registry, Program::tr("Go"));
     add.document("go.line", Program::tr("Go to Line…"), "Ctrl+G", [](auto& window) { window.goToLine(); });
     add.window("go.nextPart", Program::tr("Next Part of the Window"), "F6", [](auto& window) { window.focusPart(1); });
     add.window("go.previousPart", Program::tr("Previous Part of the Window"), "Shift+F6",
@@ -195,7 +123,7 @@ void addTabCommands(CommandRegistry& registry)
 
 void addFormatCommands(CommandRegistry& registry, Program& program)
 {
-    Adder add(registry, Program::tr("Format"));
+    CommandAdder add(registry, Program::tr("Format"));
     for (const EditorLanguage language : editorLanguages()) {
         const std::string_view called = name(language);
         const QString title = QString::fromUtf8(called.data(), static_cast<qsizetype>(called.size()));
@@ -208,7 +136,7 @@ void addFormatCommands(CommandRegistry& registry, Program& program)
         };
     }
     // Of their own, or the palette would offer "Format: UTF-8" twice.
-    Adder reopen(registry, Program::tr("Reopen with Encoding"));
+    CommandAdder reopen(registry, Program::tr("Reopen with Encoding"));
     for (const auto& [encoding, word] : storedWords(RecoveryEncoding())) {
         add.document(("format.encoding." + std::string(word)).c_str(), encodingName(encoding), "",
                      [&program, encoding = encoding](auto& window) {
@@ -249,7 +177,7 @@ void addFormatCommands(CommandRegistry& registry, Program& program)
 
 void addHelpCommands(CommandRegistry& registry, Program& program)
 {
-    Adder add(registry, Program::tr("Help"));
+    CommandAdder add(registry, Program::tr("Help"));
     add.window("edit.pasteFromHistory", Program::tr("Paste from History…"), "Ctrl+Shift+V",
                [](auto& window) { window.pasteFromHistory(); });
     add.window("edit.preferences", Program::tr("Preferences"), "Ctrl+,",
@@ -274,6 +202,7 @@ void Program::createCommands()
     addTabCommands(*commands_);
     addViewCommands(*commands_, *this);
     addFormatCommands(*commands_, *this);
+    addSessionCommands(*commands_, *this);
     addHelpCommands(*commands_, *this);
     commands_->addEditorCommands();
     connect(commands_.get(), &CommandRegistry::refused, this,

@@ -14,6 +14,7 @@
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/MessageBar.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSessions.h"
 #include "base/Utf8.h"
 #include "storage/DocumentStore.h"
 
@@ -34,7 +35,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t closedTabsKept = 50;
 constexpr std::size_t recentFilesShown = 15;
 
 }  // namespace
@@ -47,12 +47,12 @@ void Program::showOpened(RecoveryBuffer& buffer, const OpenRequest& request, Doc
         if (!window.tabs().contains(buffer.id()) && other->tabs().contains(buffer.id()))
             shownIn = other;
     }
+    if (shownIn->isHidden())  // beside a workspace in focus
+        endFocus();
     shownIn->showDocument(buffer.id());
     shownIn->goTo(buffer.id(), request.line, request.column);
-    if (shownIn != &window) {
-        shownIn->raise();
-        shownIn->activateWindow();
-    }
+    if (shownIn != &window)
+        bringToFront(*shownIn);
     if (buffer.record().externalPath)
         noteRecent(*buffer.record().externalPath);
 }
@@ -84,7 +84,7 @@ void Program::open(const std::vector<OpenRequest>& requests, DocumentWindow& win
                 DocumentWindow& target = alive ? *alive : frontWindow();
                 target.endOpening(stop);
                 if (refusal.isFolder)
-                    showFolder(refusal.file, target);
+                    showFolder(refusal.file);
                 else
                     target.showRefusal(refusal);
                 if (refused)
@@ -115,19 +115,24 @@ void Program::openDropped(const QList<QUrl>& urls, DocumentWindow& window)
     open(requests, window);
 }
 
-void Program::showFolder(const fs::path& folder, DocumentWindow& window)
+void Program::showFolder(const fs::path& folder)
 {
-    FileQuestion question;
-    question.caption = tr("Open");
-    question.proposal = toQString(folder.native());
-    question.chosen = [this, alive = QPointer<DocumentWindow>(&window)](const QStringList& paths) {
-        std::vector<OpenRequest> requests;
-        for (const QString& path : paths)
-            requests.push_back({fs::path(QFile::encodeName(path).toStdString())});
-        if (alive)
-            open(requests, *alive);
-    };
-    askForFiles(window, question);
+    sessions_->addProject(folder);
+}
+
+void Program::fileMoved(const fs::path& from, const fs::path& to)
+{
+    const std::string& old = from.native();
+    std::vector<std::pair<Uuid, fs::path>> moved;
+    for (const DocumentHeader& header : documents_->headers().all()) {
+        if (header.deleted || !header.path.starts_with(old))
+            continue;
+        const std::string rest = header.path.substr(old.size());
+        if (rest.empty() || rest.front() == '/')
+            moved.emplace_back(header.id, to.native() + rest);
+    }
+    for (const auto& [document, path] : moved)
+        documents_->load(document, this, [this, path = path](RecoveryBuffer& buffer) { files_->locate(buffer, path); });
 }
 
 void Program::noteRecent(const std::string& path)
@@ -152,50 +157,6 @@ std::vector<std::string> Program::recentFiles() const
     for (auto header = bound.begin(); header != bound.begin() + shown && paths.size() < recentFilesShown; ++header)
         paths.push_back((*header)->path);
     return paths;
-}
-
-void Program::noteClosed(const ClosedTab& tab)
-{
-    closedTabs_.push_back(tab);
-    if (closedTabs_.size() > closedTabsKept)
-        closedTabs_.erase(closedTabs_.begin());
-}
-
-void Program::reopenClosed(DocumentWindow& window)
-{
-    if (closedTabs_.empty()) {
-        if (const auto closed = lastClosedWindow())
-            makeWindow(&*closed).activateWindow();
-        return;
-    }
-    const ClosedTab tab = closedTabs_.back();
-    closedTabs_.pop_back();
-    for (DocumentWindow* other : windows_) {
-        if (other->id() == tab.window) {
-            other->insertTab(tab.document, tab.index);
-            other->activateWindow();
-            return;
-        }
-    }
-    window.showDocument(tab.document);
-}
-
-std::optional<RecoveryWindow> Program::lastClosedWindow() const
-{
-    const std::span<const RecoveryWindow> all = records_->all();
-    for (auto record = all.rbegin(); record != all.rend(); ++record) {
-        if (record->isOpen || record->sessionID)
-            continue;
-        RecoveryWindow window = *record;
-        std::erase_if(window.documents, [this](const Uuid& document) {
-            const DocumentHeader* const header = documents_->headers().find(document);
-            return !header || header->deleted;
-        });
-        if (std::any_of(window.documents.begin(), window.documents.end(),
-                        [this](const Uuid& document) { return !isShown(document); }))
-            return window;
-    }
-    return std::nullopt;
 }
 
 void Program::saveAll()

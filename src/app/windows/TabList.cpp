@@ -10,15 +10,44 @@ TabList::TabList(const RecoveryWindow& record) : tabIDs_(record.tabIDs)
 {
     for (const Uuid& document : record.documents)
         add(document, true);
+    readStates(record);
+    if (record.selected && contains(*record.selected))
+        select(*record.selected);
+}
+
+void TabList::readStates(const RecoveryWindow& record)
+{
     for (const auto& [document, json] : record.editorStates) {
+        if (states_.contains(document))
+            continue;
         try {
             states_.emplace(document, decodeRecord<EditorState>(json.text));
         } catch (const RecordError&) {
             unreadStates_.emplace(document, json);
         }
     }
-    if (record.selected && contains(*record.selected))
-        select(*record.selected);
+}
+
+void TabList::follow(const RecoveryWindow& record)
+{
+    const auto listed = [&](const Uuid& document) {
+        return std::find(record.documents.begin(), record.documents.end(), document) != record.documents.end();
+    };
+    for (const Uuid& document : std::vector<Uuid>(documents_)) {
+        if (listed(document))
+            continue;
+        std::erase(documents_, document);
+        std::erase(used_, document);
+        states_.erase(document);  // the record knows how it was seen last
+        unreadStates_.erase(document);
+    }
+    tabIDs_ = record.tabIDs;
+    readStates(record);
+    for (const Uuid& document : record.documents)
+        add(document, true);
+    documents_ = record.documents;
+    if (selected_ && !contains(*selected_))
+        selected_ = used_.empty() ? std::nullopt : std::optional(used_.front());
 }
 
 void TabList::fill(RecoveryWindow& record) const
@@ -44,14 +73,14 @@ void TabList::add(const Uuid& document, bool atEnd)
     insert(document, atEnd || !selected_ ? documents_.size() : *indexOf(*selected_) + 1);
 }
 
-void TabList::insert(const Uuid& document, std::size_t index)
+void TabList::insert(const Uuid& document, std::size_t index, const std::optional<Uuid>& tabID)
 {
     if (contains(document))
         return;
     index = std::min(index, documents_.size());
     documents_.insert(documents_.begin() + static_cast<std::ptrdiff_t>(index), document);
     used_.push_back(document);
-    tabIDs_.try_emplace(document, Uuid::random());
+    tabIDs_.try_emplace(document, tabID ? *tabID : Uuid::random());
     if (!selected_)
         select(document);
 }
@@ -105,6 +134,12 @@ std::optional<Uuid> TabList::byPlace(std::ptrdiff_t steps) const
     const auto count = static_cast<std::ptrdiff_t>(documents_.size());
     const auto index = (static_cast<std::ptrdiff_t>(*indexOf(*selected_)) + steps % count + count) % count;
     return documents_[static_cast<std::size_t>(index)];
+}
+
+std::optional<Uuid> TabList::tabID(const Uuid& document) const
+{
+    const auto found = tabIDs_.find(document);
+    return found == tabIDs_.end() ? std::nullopt : std::optional(found->second);
 }
 
 const EditorState* TabList::stateOf(const Uuid& document) const

@@ -29,7 +29,8 @@ public:
 
     /// Behind the selected tab, or at the end; does not select it. A document has one tab at most.
     void add(const Uuid& document, bool atEnd = false);
-    void insert(const Uuid& document, std::size_t index);
+    /// A tab that comes from another window keeps its identity; one that was put aside here has its own again.
+    void insert(const Uuid& document, std::size_t index, const std::optional<Uuid>& tabID = {});
     void select(const Uuid& document);
     /// Brings it to the front for a look: the order of use stays until it is selected.
     void show(const Uuid& document) { selected_ = document; }
@@ -37,22 +38,30 @@ public:
     /// Selects the one used before if it was in front.
     void remove(const Uuid& document);
     void removeAllBut(const Uuid& document);
+    /// Takes over which tabs there are and their order; how the others were seen stays known of those that are put
+    /// aside.
+    void follow(const RecoveryWindow& record);
 
     /// The tab that was used before the one in front; `steps` of them, around the end.
     std::optional<Uuid> byUse(std::size_t steps) const;
     /// Its neighbour by place, around the end.
     std::optional<Uuid> byPlace(std::ptrdiff_t steps) const;
 
+    /// Absent if there is no such tab.
+    std::optional<Uuid> tabID(const Uuid& document) const;
+
     const EditorState* stateOf(const Uuid& document) const;
     void setState(const Uuid& document, EditorState state);
 
 private:
+    void readStates(const RecoveryWindow& record);
+
     std::vector<Uuid> documents_;
     std::optional<Uuid> selected_;
     std::vector<Uuid> used_;  // the one in front first
     std::map<Uuid, EditorState> states_;
     std::map<Uuid, RawJson> unreadStates_;  // in a form that this version does not know
-    std::map<Uuid, Uuid> tabIDs_;
+    std::map<Uuid, Uuid> tabIDs_;           // also of tabs that are put aside
 };
 
 }  // namespace penmark

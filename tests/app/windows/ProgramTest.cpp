@@ -7,6 +7,8 @@
 #include "app/windows/DocumentPane.h"
 #include "app/windows/DocumentTabBar.h"
 #include "app/windows/MessageBar.h"
+#include "organization/SessionLibraryStore.h"
+#include "organization/Sessions.h"
 #include "storage/WindowStore.h"
 
 #include <QAbstractButton>
@@ -92,6 +94,16 @@ void ProgramTest::withLibrary(const std::function<void(RecoveryStore&)>& work) c
 {
     RecoveryStore store(libraryIn(folder));
     work(store);
+}
+
+void ProgramTest::putWindows(RecoveryStore& store, const std::vector<RecoveryWindow>& windows)
+{
+    SessionLibraryStore sessions(store);
+    const SessionLibrary stored = sessions.load().library;
+    SessionLibrary changed = stored;
+    for (const RecoveryWindow& window : windows)
+        putWindow(changed, window, Date::now());
+    sessions.save(stored, changed);
 }
 
 RecoveryBuffer& ProgramTest::buffer()

@@ -39,6 +39,8 @@ protected:
     }
     /// Runs while the program does not.
     void withLibrary(const std::function<void(RecoveryStore& store)>& work) const;
+    /// Has the library hold these windows in place of those with the same identity.
+    static void putWindows(RecoveryStore& store, const std::vector<RecoveryWindow>& windows);
 
     DocumentWindow& window() { return program->frontWindow(); }
     RecoveryBuffer& buffer();

@@ -64,13 +64,15 @@ TEST_F(WindowMenusTest, HaveEveryEntryAndItsOwnLetters)
         for (const QAction* each : action->menu()->actions())
             belows += each->menu() ? 1 : 0;
     }
-    std::size_t named = 0;
+    std::set<std::string_view> named;  // the menu of a tab has some of them too
     for (const auto entries : documentMenus()) {
-        for (const std::string_view entry : entries)
-            named += entry.starts_with('>') ? 1 : 0;
+        for (const std::string_view entry : entries) {
+            if (entry.starts_with('>'))
+                named.insert(entry);
+        }
     }
-    EXPECT_EQ(belows, named) << "a menu below another is missing";
-    EXPECT_GT(named, 5U);
+    EXPECT_EQ(belows, named.size()) << "a menu below another is missing";
+    EXPECT_GT(named.size(), 5U);
 }
 
 TEST_F(WindowMenusTest, CommandsAreNamedAndTheirKeysTheirOwn)

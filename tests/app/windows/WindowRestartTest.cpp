@@ -33,7 +33,7 @@ protected:
         withLibrary([&](RecoveryStore& store) {
             std::vector<RecoveryWindow> windows = WindowStore(store).load().windows;
             change(windows);
-            WindowStore(store).saveAll(windows);
+            putWindows(store, windows);
         });
     }
 };
@@ -117,7 +117,6 @@ TEST_F(WindowRestartTest, KeepsWhatItDoesNotKnow)
         window.presentation->libraryFilter = "kept while hidden";
         window.placement->unknownMembers = {{"desk", {"7"}}};
         window.placement->displayID = RawJson{"\"left\""};
-        window.sessionID = Uuid::random();
         window.searchViewID = Uuid::random();
         before = encodeRecord(window);
     });
@@ -171,9 +170,7 @@ TEST_F(WindowRestartTest, ClosedWindowsStayClosedAndTheLastOneOpen)
     key(Qt::Key_W, ctrl | shift);
     const auto isOpen = [this](const Uuid& id) {
         const auto stored = storedWindows();
-        const auto found = std::find_if(stored.begin(), stored.end(), [&](const auto& each) { return each.id == id; });
-        EXPECT_NE(found, stored.end());
-        return found != stored.end() && found->isOpen;
+        return std::any_of(stored.begin(), stored.end(), [&](const auto& each) { return each.id == id; });
     };
     EXPECT_TRUE(isOpen(first));
     EXPECT_FALSE(isOpen(second));
@@ -218,6 +215,7 @@ TEST_F(WindowRestartTest, OpensAWindowWhoseDocumentsAreGone)
     const Uuid gone = Uuid::random();
     replaceWindows([&](std::vector<RecoveryWindow>& windows) {
         windows[0].documents = {gone, Uuid::random()};
+        windows[0].tabIDs.clear();
         windows[0].selected = Uuid::random();  // no tab of its
     });
     start();
@@ -231,7 +229,10 @@ TEST_F(WindowRestartTest, OpensAWindowWhoseDocumentsAreGone)
 
     // No document at all: the window is not opened, and its record stays.
     end();
-    replaceWindows([&](std::vector<RecoveryWindow>& windows) { windows[0].documents.clear(); });
+    replaceWindows([&](std::vector<RecoveryWindow>& windows) {
+        windows[0].documents.clear();
+        windows[0].tabIDs.clear();
+    });
     start();
     EXPECT_NE(window().id(), id);
     EXPECT_EQ(text(), "");
@@ -283,7 +284,7 @@ TEST_F(WindowRestartTest, AClosedWindowIsReopenedWithItsTabs)
     ASSERT_EQ(program->windows().size(), 2U);
     EXPECT_EQ(window().id(), closed);
     EXPECT_EQ(tabs(), "second [third]");
-    EXPECT_FALSE(program->canReopenClosed()) << "there is no more";
+    EXPECT_TRUE(program->canReopenClosed()) << "the tab that was closed before the window";
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
 
     // What was discarded meanwhile does not come back; a tab that was closed later comes first.

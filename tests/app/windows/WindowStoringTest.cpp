@@ -7,7 +7,6 @@
 #include "app/windows/MessageBar.h"
 #include "app/windows/ProgramTest.h"
 #include "storage/DocumentStore.h"
-#include "storage/WindowStore.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -218,6 +217,7 @@ TEST_F(WindowStoringTest, ManyTabsAndDocumentsAreNoBurden)
     withLibrary([&](RecoveryStore& store) {
         DocumentStore stored(store);
         record.documents.clear();
+        record.tabIDs.clear();
         store.transaction([&] {
             for (int number = 0; number < documents; ++number) {
                 const RecoveryDocument made = stored.newDocument("Document " + std::to_string(number));
@@ -227,7 +227,7 @@ TEST_F(WindowStoringTest, ManyTabsAndDocumentsAreNoBurden)
             }
         });
         record.selected = record.documents.front();
-        WindowStore(store).saveAll(std::vector{record});
+        putWindows(store, {record});
     });
     const auto beforeStart = cpuTime();
     start();
