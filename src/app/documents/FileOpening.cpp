@@ -163,6 +163,47 @@ LoadedDocument openBound(RecoveryStore& store, const RecoveryDocument& bound, co
     return known;
 }
 
+FileOpening openRecorded(RecoveryStore& store, const std::string& path, const std::stop_token& stop)
+{
+    const auto bound = DocumentStore(store).findBoundTo(path);
+    std::error_code error;
+    if (!fs::exists(path, error) && !error)
+        return openMissing(store, path, bound);
+    const DocumentFileSnapshot snapshot = takeSnapshot(path);
+    const FileBytes bytes = readFileBytes(path, stop);
+    RecoveryEncoding encoding = RecoveryEncoding::utf8;
+    TextSnapshot text;
+    try {
+        text = textOf(bytes, encoding, bound ? std::optional(bound->encoding) : std::nullopt);
+    } catch (const RecoveryError& refusal) {
+        if (bound) {
+            // Its own text is there, whatever has become of the file.
+            LoadedDocument known = DocumentRegistry::readDocument(store, bound->id);
+            known.availability = OriginalFileAvailability::changed;
+            known.notice = refusal.what();
+            return known;
+        }
+        FileRefusal refused{path, refusal.what(), findUnsupportedByte(bytes.bytes), false, {}};
+        for (const std::string_view id : guessLegacyEncoding(bytes.bytes))
+            refused.likely.emplace_back(id);
+        return refused;
+    }
+    LoadedDocument document;
+    if (bound) {
+        document = openBound(store, *bound, bytes, text, encoding);
+    } else {
+        document = newDocument(path);
+        document.record.encoding = encoding;
+        document.text = std::move(text);
+        document.fileMatches = true;
+        document.fileBytes = bytes.owner;
+        document.fileContent = bytes.bytes;
+        document.availability = OriginalFileAvailability::current;
+    }
+    document.fileSnapshot = snapshot;
+    return document;
+}
+
 }  // namespace
 
 FileBytes readFileBytes(const fs::path& path, const std::stop_token& stop)
@@ -191,43 +232,14 @@ FileOpening openFile(RecoveryStore& store, const fs::path& file, const std::stop
     const bool isFolder = fs::is_directory(file, ignored);
     try {
         const std::string path = DocumentFiles(store).recordedPath(file);
-        const auto bound = DocumentStore(store).findBoundTo(path);
-        std::error_code error;
-        if (!fs::exists(path, error) && !error)
-            return openMissing(store, path, bound);
-        const DocumentFileSnapshot snapshot = takeSnapshot(path);
-        const FileBytes bytes = readFileBytes(path, stop);
-        RecoveryEncoding encoding = RecoveryEncoding::utf8;
-        TextSnapshot text;
-        try {
-            text = textOf(bytes, encoding, bound ? std::optional(bound->encoding) : std::nullopt);
-        } catch (const RecoveryError& refusal) {
-            if (bound) {
-                // Its own text is there, whatever has become of the file.
-                LoadedDocument known = DocumentRegistry::readDocument(store, bound->id);
-                known.availability = OriginalFileAvailability::changed;
-                known.notice = refusal.what();
-                return known;
-            }
-            FileRefusal refused{path, refusal.what(), findUnsupportedByte(bytes.bytes), false, {}};
-            for (const std::string_view id : guessLegacyEncoding(bytes.bytes))
-                refused.likely.emplace_back(id);
-            return refused;
+        for (;;) {
+            FileOpening opening = openRecorded(store, path, stop);
+            const auto* const document = std::get_if<LoadedDocument>(&opening);
+            if (!document || (document->record.externalPath == path && !document->record.deleted))
+                return opening;
+            // It was bound to the file when it was looked for and no longer when its text was read: another document
+            // was saved there meanwhile.
         }
-        LoadedDocument document;
-        if (bound) {
-            document = openBound(store, *bound, bytes, text, encoding);
-        } else {
-            document = newDocument(path);
-            document.record.encoding = encoding;
-            document.text = std::move(text);
-            document.fileMatches = true;
-            document.fileBytes = bytes.owner;
-            document.fileContent = bytes.bytes;
-            document.availability = OriginalFileAvailability::current;
-        }
-        document.fileSnapshot = snapshot;
-        return document;
     } catch (const RecoveryError& error) {
         return FileRefusal{file, error.what(), std::nullopt, isFolder, {}};
     } catch (const std::bad_alloc&) {

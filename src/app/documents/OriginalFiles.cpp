@@ -109,6 +109,12 @@ OriginalFiles::~OriginalFiles() = default;
 
 void OriginalFiles::open(const fs::path& file, QObject* receiver, Opened opened, Refused refused, std::stop_token stop)
 {
+    read(file, receiver, std::move(opened), std::move(refused), std::move(stop), 3);
+}
+
+void OriginalFiles::read(const fs::path& file, QObject* receiver, Opened opened, Refused refused, std::stop_token stop,
+                         int attempts)
+{
     registry_.library().read(
         receiver,
         [file, stop](RecoveryStore& store) -> std::optional<FileOpening> {
@@ -118,13 +124,26 @@ void OriginalFiles::open(const fs::path& file, QObject* receiver, Opened opened,
                 return std::nullopt;
             }
         },
-        [this, opened = std::move(opened), refused, stop](std::optional<FileOpening> opening) {
-            if (opening && !stop.stop_requested())
+        [this, file, receiver, opened = std::move(opened), refused, stop,
+         attempts](std::optional<FileOpening> opening) {
+            if (!opening || stop.stop_requested())
+                return;
+            if (attempts > 1 && isOutdated(*opening))
+                read(file, receiver, opened, refused, stop, attempts - 1);
+            else
                 takeOpened(std::move(*opening), opened, refused);
         },
         [file, refused](const RecoveryError& error) {
             refused({file, error.what(), std::nullopt, false, {}});
         });
+}
+
+// Whether the document was bound to another file, or to none, since it was read: reading does not wait for writing.
+bool OriginalFiles::isOutdated(const FileOpening& opening)
+{
+    const auto* const read = std::get_if<LoadedDocument>(&opening);
+    const RecoveryBuffer* const present = read ? registry_.find(read->record.id) : nullptr;
+    return present && present->record().externalPath != read->record.externalPath;
 }
 
 void OriginalFiles::takeOpened(FileOpening opening, const Opened& opened, const Refused& refused)

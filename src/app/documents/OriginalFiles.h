@@ -36,8 +36,6 @@ public:
     /// Opens a file as the document that is bound to it, or as a new one. Nobody is called after `stop` is asked to.
     void open(const std::filesystem::path& file, QObject* receiver, Opened opened, Refused refused,
               std::stop_token stop = {});
-    /// Takes what openFile has read.
-    void takeOpened(FileOpening opening, const Opened& opened, const Refused& refused);
 
     using Done = std::function<void(bool saved)>;
     /// Stores the text and writes it to the bound file. A failure becomes the document's notice.
@@ -74,6 +72,10 @@ private:
     struct FileResult;
     using FileWork = std::function<void(RecoveryStore&, const DocumentRegistry::StoreRequest&, FileResult&)>;
 
+    void read(const std::filesystem::path& file, QObject* receiver, Opened opened, Refused refused,
+              std::stop_token stop, int attempts);
+    bool isOutdated(const FileOpening& opening);
+    void takeOpened(FileOpening opening, const Opened& opened, const Refused& refused);
     void perform(RecoveryBuffer& buffer, Kind kind, FileWork work, Done done);
     static FileResult storeAndWork(RecoveryStore& store, const DocumentRegistry::StoreRequest& request, Kind kind,
                                    const FileWork& work);

@@ -233,6 +233,8 @@ void DocumentWindow::act(MessageAction action)
         reload();
         break;
     case MessageAction::locate: {
+        if (front->isDraft())
+            break;
         Program::FileQuestion question;
         question.caption = tr("Locate “%1”").arg(toQString(front->shownTitle()));
         question.proposal = QFileInfo(toQString(*front->record().externalPath)).path();

@@ -5,6 +5,8 @@
 #include "base/SystemError.h"
 #include "storage/DocumentFiles.h"
 
+#include <thread>
+
 #include <unistd.h>
 
 namespace penmark {
@@ -210,6 +212,33 @@ TEST_F(FileOpeningTest, DamagedTextIsReplacedByTheFileThatHoldsIt)
     EXPECT_EQ(buffer.id(), id);
     EXPECT_EQ(buffer.text().text(), "one") << "the file's bytes are at hand";
     EXPECT_TRUE(buffer.permitsEditing());
+}
+
+// Files are opened on one thread while another one saves: a document may lose the file while it is looked for.
+TEST_F(FileOpeningTest, DocumentThatIsOpenedHasTheFileWhateverIsSavedThereMeanwhile)
+{
+    const auto there = file("there", encodeText("one", RecoveryEncoding::utf16LE));
+    for (const auto& path : {there, files / "missing"}) {
+        SCOPED_TRACE(path);
+        std::vector<Uuid> owners{bound(there),
+                                 documents().createWithText(documents().newDocument("other"), "two").document.id};
+        std::jthread rebinding([&](const std::stop_token& stop) {
+            for (std::size_t round = 0; !stop.stop_requested(); ++round) {
+                queue.store().transaction([&] {
+                    for (std::size_t which : {0U, 1U})
+                        documents().changeDocument(owners[which], [&](RecoveryDocument& document) {
+                            document.externalPath = which == round % 2 ? std::optional(path.native()) : std::nullopt;
+                        });
+                });
+                std::this_thread::sleep_for(std::chrono::microseconds(20));  // or the other hardly gets the lock
+            }
+        });
+        for (int i = 0; i < 300; ++i) {
+            const FileOpening opening = openFile(queue.store(), path);
+            ASSERT_TRUE(std::holds_alternative<LoadedDocument>(opening));
+            ASSERT_EQ(std::get<LoadedDocument>(opening).record.externalPath, path.native());
+        }
+    }
 }
 
 }  // namespace
