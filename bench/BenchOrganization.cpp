@@ -243,7 +243,7 @@ void restoreTenThousand(benchmark::State& state)
     for (std::size_t i = 0; i < 10'000; ++i)
         only.insert(large.documents()[i].documentID);
     for (auto _ : state)
-        benchmark::DoNotOptimize(restoreCheckpoint(large.store(), large.fullCheckpoint(), large.library(), only));
+        benchmark::DoNotOptimize(restoreCheckpoint(large.store(), large.fullCheckpoint(), large.library(), {only, {}}));
 }
 BENCHMARK(restoreTenThousand)
     ->Name("organization/restore/10000")

@@ -4,6 +4,7 @@
 #include "organization/CheckpointStore.h"
 #include "organization/SessionError.h"
 #include "organization/SessionLibraryStore.h"
+#include "organization/Sessions.h"
 #include "organization/WindowTabs.h"
 #include "storage/DocumentStore.h"
 #include "storage/RecoveryError.h"
@@ -122,17 +123,28 @@ public:
             originals_.emplace(session.id, Original{Uuid::random(), session.parentID});
     }
 
-    // Returns the session that encloses the others.
-    Uuid add(std::string name, Date now)
+    void addSessions(const Uuid& enclosing)
     {
-        PenmarkSession enclosing;
-        enclosing.id = Uuid::random();
-        enclosing.name = std::move(name);
-        enclosing.createdAt = now;
-        library_.sessions.put(enclosing);
         for (const PenmarkSession& session : checkpoint_.sessions)
-            library_.sessions.put(copyOf(session, enclosing.id));
-        return enclosing.id;
+            library_.sessions.put(copyOf(session, enclosing));
+    }
+
+    // The documents alone, as tabs in the checkpoint's order.
+    void addWindow(const Uuid& enclosing)
+    {
+        RecoveryWindow window;
+        window.id = Uuid::random();
+        window.sessionID = enclosing;
+        for (const CheckpointDocument& covered : checkpoint_.documents) {
+            if (const auto copied = documentCopy(covered.documentID))
+                window.documents.push_back(*copied);
+        }
+        if (window.documents.empty())
+            return;
+        window.selected = window.documents.front();
+        window.isOpen = true;
+        identifyTabs(window);
+        library_.sessions.change(enclosing, [&](PenmarkSession& session) { session.windows.push_back(window); });
     }
 
 private:
@@ -255,8 +267,7 @@ std::string enclosingName(const SessionCheckpoint& checkpoint, const LocalCalend
 }  // namespace
 
 CheckpointRestored restoreCheckpoint(RecoveryStore& store, const Uuid& checkpoint, const SessionLibrary& stored,
-                                     const std::optional<std::set<Uuid>>& only, const Clock& clock,
-                                     const LocalCalendar& calendar)
+                                     const RestoreChoice& choice, const Clock& clock, const LocalCalendar& calendar)
 {
     return store.transaction([&] {
         const auto taken = CheckpointStore(store).load(checkpoint);
@@ -266,14 +277,24 @@ CheckpointRestored restoreCheckpoint(RecoveryStore& store, const Uuid& checkpoin
         restored.library = stored;
         DocumentCopies documents(store, clock);
         for (const CheckpointDocument& covered : taken->documents) {
-            if (!only || only->contains(covered.documentID))
+            if (!choice.only || choice.only->contains(covered.documentID))
                 documents.add(covered, restored);
         }
         documents.create();
-        if (!only && !taken->sessions.empty()) {
-            restored.session = SessionCopies(store, *taken, restored).add(enclosingName(*taken, calendar), clock());
-            SessionLibraryStore(store).save(stored, restored.library);
-        }
+        const bool withSessions = !choice.only && !taken->sessions.empty();
+        if (!withSessions && !choice.session)
+            return restored;
+        const EnclosingSession enclosing = choice.session.value_or(EnclosingSession());
+        restored.session =
+            createSession(restored.library, enclosing.name.empty() ? enclosingName(*taken, calendar) : enclosing.name,
+                          enclosing.parent, clock());
+        restored.library.settings = stored.settings;  // what was in use stays so
+        SessionCopies sessions(store, *taken, restored);
+        if (withSessions)
+            sessions.addSessions(*restored.session);
+        else
+            sessions.addWindow(*restored.session);
+        SessionLibraryStore(store).save(stored, restored.library);
         return restored;
     });
 }

@@ -38,9 +38,9 @@ protected:
     SessionLibrary load() const { return SessionLibraryStore(store).load().library; }
     void save(const SessionLibrary& library) { SessionLibraryStore(store).save(load(), library); }
 
-    CheckpointRestored restore(const Uuid& checkpoint, const std::optional<std::set<Uuid>>& only = {})
+    CheckpointRestored restore(const Uuid& checkpoint, const RestoreChoice& choice = {})
     {
-        return restoreCheckpoint(store, checkpoint, load(), only, clock, [](Date) {
+        return restoreCheckpoint(store, checkpoint, load(), choice, clock, [](Date) {
             return LocalDay{"UTC", "2026-11-20", "14:02"};
         });
     }
@@ -180,7 +180,7 @@ TEST_F(CheckpointRestoreTest, GivesDocumentsAloneWhereOnlyTheyAreWanted)
     SessionLibrary library;
     library.sessions.put(session("Work"));
     const auto all = checkpoints.keepLibrary(library, {}, false);
-    const auto chosen = restore(all.id, std::set{second.id, Uuid::random()});
+    const auto chosen = restore(all.id, {std::set{second.id, Uuid::random()}, {}});
     EXPECT_FALSE(chosen.session);
     ASSERT_EQ(chosen.documents.size(), 1u);
     EXPECT_EQ(textOf(chosen.documents.at(second.id)), "2");
@@ -189,6 +189,44 @@ TEST_F(CheckpointRestoreTest, GivesDocumentsAloneWhereOnlyTheyAreWanted)
     EXPECT_EQ(one.documents.size(), 1u);
     EXPECT_EQ(load(), SessionLibrary());
     EXPECT_THROW(restore(Uuid::random()), SessionError);
+}
+
+TEST_F(CheckpointRestoreTest, MakesTheEnclosingSessionAsItIsWanted)
+{
+    const auto first = write("First", "1");
+    const auto second = write("Second", "2");
+    SessionLibrary library;
+    PenmarkSession work = session("Work"), closed = session("Closed");
+    closed.isOpen = false;
+    library.sessions.put(work);
+    library.sessions.put(closed);
+    library.settings.activeSessionID = work.id;
+    save(library);
+    const auto all = checkpoints.keepLibrary(library, "Monday", false);
+    const auto into = [&](std::string name, std::optional<Uuid> parent) {
+        return RestoreChoice{{}, EnclosingSession{std::move(name), parent}};
+    };
+
+    const auto whole = restore(all.id, into("Again", work.id));
+    const PenmarkSession* const again = named(whole.library, "Again", work.id);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(whole.session, again->id);
+    EXPECT_TRUE(named(whole.library, "Work", again->id));
+    EXPECT_EQ(load().settings.activeSessionID, work.id) << "what is in use stays so";
+
+    // A kept version has no sessions: its document is shown in a window of the new one.
+    const auto version = restore(checkpoints.keepDocument(second.id, "One").id, into("", {}));
+    const PenmarkSession* const made = version.library.sessions.find(version.session.value());
+    EXPECT_EQ(made->name, "Restored: One");
+    ASSERT_EQ(made->windows.size(), 1U);
+    EXPECT_TRUE(made->windows[0].isOpen);
+    EXPECT_EQ(made->windows[0].documents, std::vector{version.documents.at(second.id)});
+    EXPECT_TRUE(made->windows[0].tabIDs.contains(version.documents.at(second.id)));
+
+    const Rows before = rows();
+    EXPECT_THROW(restore(all.id, into("", closed.id)), SessionError);
+    EXPECT_THROW(restore(all.id, into("", Uuid::random())), SessionError);
+    EXPECT_EQ(rows(), before);
 }
 
 // Whatever a record says, what comes of it is a valid library.

@@ -376,6 +376,8 @@ void Program::quit(bool mustEnd)
         }
         // The window stays, with the text that is nowhere else.
         ending_ = false;
+        records_->collectNow();
+        followSessions();  // what has come meanwhile
         if (isReadOnly()) {
             staysForTexts(unsaved);
             return;

@@ -74,12 +74,17 @@ void ProgramSessions::keepCheckpoint(const QString& name, std::optional<Uuid> do
 
 void ProgramSessions::restoreCheckpoint(Uuid checkpoint, const std::optional<std::set<Uuid>>& only)
 {
+    restore(checkpoint, {only, {}});
+}
+
+void ProgramSessions::restore(Uuid checkpoint, const RestoreChoice& choice)
+{
     using Outcome = std::variant<CheckpointRestored, SessionError::Case>;
     say(tr("Restoring…"));
     records().runOnSaved(
-        [checkpoint, only](RecoveryStore& store, SessionLibrary& saved) -> Outcome {
+        [checkpoint, choice](RecoveryStore& store, SessionLibrary& saved) -> Outcome {
             try {
-                CheckpointRestored restored = penmark::restoreCheckpoint(store, checkpoint, saved, only);
+                CheckpointRestored restored = penmark::restoreCheckpoint(store, checkpoint, saved, choice);
                 saved = restored.library;
                 return restored;
             } catch (const SessionError& error) {
@@ -99,30 +104,40 @@ void ProgramSessions::takeRestored(const CheckpointRestored& restored)
 {
     program_.documents().loadHeaders();
     // What has changed here since the job was given its library stays; it only added.
-    change([&](SessionLibrary& changed) {
+    const bool done = change([&](SessionLibrary& changed) {
         if (restored.session) {
             for (const Uuid& session : sessionAndNested(restored.library, *restored.session))
                 changed.sessions.put(*restored.library.sessions.find(session));
+            changed.sessions.change(*restored.session, [&](PenmarkSession& enclosing) {
+                const PenmarkSession* const parent =
+                    enclosing.parentID ? changed.sessions.find(*enclosing.parentID) : nullptr;
+                if (parent == nullptr || !parent->isOpen)  // it was put aside meanwhile, or is gone
+                    enclosing.parentID.reset();
+            });
         }
         for (const PenmarkProject& project : restored.library.projects) {
             if (!changed.projects.contains(project.id))
                 changed.projects.put(project);
         }
     });
+    if (!done)
+        return;
     if (restored.session)
         openSession(*restored.session);
-    else if (restored.documents.size() <= openedAtOnce) {
+    if (program_.isEnding())
+        return;
+    if (!restored.session && restored.documents.size() <= openedAtOnce) {
         for (const auto& [original, copy] : restored.documents)
             front().showDocument(copy);
     }
     const auto count = static_cast<int>(restored.documents.size());
-    const QString done =
+    const QString sentence =
         count == 1 ? tr("1 document was restored as a copy.") : tr("%1 documents were restored as copies.").arg(count);
     if (restored.problems.empty())
-        say(done);
+        say(sentence);
     else
         front().showBar(
-            done + QLatin1Char(' ') + toQString(restored.problems.front()) +
+            sentence + QLatin1Char(' ') + toQString(restored.problems.front()) +
                 (restored.problems.size() > 1 ? tr(" (and %1 more)").arg(restored.problems.size() - 1) : QString()),
             DocumentMessage::Weight::warning, {});
 }

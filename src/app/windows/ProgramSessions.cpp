@@ -123,6 +123,8 @@ void ProgramSessions::openSession(Uuid session)
     });
     if (!done)
         return;
+    if (program_.isEnding())  // the windows come at the next start
+        return;
     if (wasOpen && !showsWindow(session))  // what a workspace has put aside, if anything
         change([&](SessionLibrary& changed) { reopenSession(changed, session); });
     if (!showsWindow(session))

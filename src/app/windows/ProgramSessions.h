@@ -15,6 +15,7 @@ class DocumentWindow;
 class Program;
 class SessionsWindow;
 struct CheckpointRestored;
+struct RestoreChoice;
 struct SessionStart;
 struct SessionStarter;
 struct StarterWindow;
@@ -33,6 +34,8 @@ public:
     void closeSession(Uuid session) override;
     void renameSession(Uuid session, const QString& name) override;
     void askForNewSession(QWidget& window, std::optional<Uuid> parent = {}) override;
+    /// Makes a session, as NewSessionDialog was answered.
+    void start(const SessionStart& start);
     void askToRenameSession(QWidget& window, Uuid session);
     /// "Save Session as Starter…".
     void askForStarter(QWidget& window, Uuid session);
@@ -103,7 +106,6 @@ private:
     /// Puts the windows of the session, and those nested in it, before others.
     void raise(Uuid session);
     bool showsWindow(Uuid session);
-    void start(const SessionStart& start);
     void addStarterWindows(Uuid session, const SessionStarter& starter);
     DocumentWindow& addEmptyWindow(Uuid session, const StarterWindow& layout);
     std::vector<SessionStarter> starters();
@@ -114,6 +116,7 @@ private:
     Uuid makeNote(Uuid session);
     HistoryWindow::Look historyLook() const;
     void changeCheckpoint(std::function<void(RecoveryStore& store)> change, std::function<void()> done = {});
+    void restore(Uuid checkpoint, const RestoreChoice& choice);
     void takeRestored(const CheckpointRestored& restored);
 
     Program& program_;  // outlives this object

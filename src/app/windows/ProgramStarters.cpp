@@ -7,6 +7,7 @@
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/Program.h"
 #include "app/windows/ProgramSessions.h"
+#include "organization/CheckpointRestore.h"
 #include "organization/Projects.h"
 #include "organization/Sessions.h"
 
@@ -98,7 +99,7 @@ void ProgramSessions::start(const SessionStart& start)
 {
     using Kind = SessionStart::Kind;
     if (start.kind == Kind::checkpoint && start.checkpoint) {
-        restoreCheckpoint(*start.checkpoint);
+        restore(*start.checkpoint, {{}, EnclosingSession{start.name, start.parent}});
         return;
     }
     SessionStarter starter;

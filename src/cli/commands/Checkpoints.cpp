@@ -168,7 +168,8 @@ int commands::checkpointRestore(CommandContext& context, const Arguments& argume
     Console& console = context.console;
     const Uuid id = typed.front().findCheckpoint(store);
     const auto only = namedDocuments(store, id, {typed.begin() + 1, typed.end()});
-    const CheckpointRestored restored = restoreCheckpoint(store, id, SessionLibraryStore(store).load().library, only);
+    const CheckpointRestored restored =
+        restoreCheckpoint(store, id, SessionLibraryStore(store).load().library, {only, {}});
 
     ItemTitles titles(store);
     std::vector<Console::Row> rows;

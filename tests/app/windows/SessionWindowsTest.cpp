@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Windows that follow sessions and workspaces, and what was there before.
 #include "app/history/HistoryWindow.h"
+#include "app/sessions/SessionStarter.h"
 #include "app/sessions/SessionsWindow.h"
 #include "app/windows/ProgramSessions.h"
 #include "app/windows/ProgramTest.h"
@@ -11,7 +12,9 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QTimer>
 #include <algorithm>
+#include <future>
 
 namespace penmark {
 namespace {
@@ -294,8 +297,38 @@ TEST_F(SessionWindowsTest, ACheckpointComesBackAsCopies)
     EXPECT_EQ(program->windows().size(), 2U);
     EXPECT_TRUE(SessionLibraryStore(program->documents().library().store()).load().problems.empty());
 
+    SessionStart start;
+    start.name = "Again";
+    start.parent = library().sessionOf(window().id())->id;
+    start.kind = SessionStart::Kind::checkpoint;
+    start.checkpoint = kept;
+    sessions().start(start);
+    ASSERT_TRUE(wait([this] { return program->windows().size() == 3; }));
+    const PenmarkSession* const nested = library().sessionOf(window().id());
+    ASSERT_TRUE(nested && nested->parentID);
+    EXPECT_EQ(library().sessions.find(*nested->parentID)->name, "Again");
+    EXPECT_EQ(library().sessions.find(*nested->parentID)->parentID, start.parent);
+
     sessions().restoreCheckpoint(Uuid::random());
     EXPECT_TRUE(wait([this] { return barText() == "Choose an available checkpoint."; })) << barText();
+}
+
+TEST_F(SessionWindowsTest, WhatIsRestoredAtTheEndIsThereAtTheNextStart)
+{
+    drafts({"apple"});
+    sessions().keepCheckpoint(QStringLiteral("Fruit"));
+    const Uuid kept = checkpoint();
+    std::promise<void> goOn;
+    program->documents().library().run(
+        program.get(), [until = goOn.get_future().share()](RecoveryStore&) { until.wait(); }, [] {},
+        [](const RecoveryError&) {});
+    sessions().restoreCheckpoint(kept);
+    type("!");
+    QTimer::singleShot(0, program.get(), [&] { goOn.set_value(); });
+    restart();
+    ASSERT_EQ(program->windows().size(), 2U);
+    for (DocumentWindow* each : program->windows())
+        EXPECT_NE(tabs(*each), "[New]");
 }
 
 TEST_F(SessionWindowsTest, AVersionIsRestoredBesideTheDocument)
