@@ -103,12 +103,14 @@ void askByDialog(QWidget& window, const Program::FileQuestion& question)
 
 }  // namespace
 
-Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings settings)
+Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings settings,
+                 const DocumentRegistry::Limits& limits)
     : askForFiles(askByDialog), libraryRoot_(early.store->root()), earlyDocuments_(std::move(early.documents)),
       earlyFiles_(std::move(early.files)),
       settings_(std::make_unique<SettingsStore>(std::move(settingsFile), std::move(settings))),
       appearance_(std::make_unique<Appearance>()), library_(std::make_unique<LibraryQueue>(std::move(early.store))),
-      documents_(std::make_unique<DocumentRegistry>(*library_)), files_(std::make_unique<OriginalFiles>(*documents_)),
+      documents_(std::make_unique<DocumentRegistry>(*library_, limits)),
+      files_(std::make_unique<OriginalFiles>(*documents_)),
       records_(std::make_unique<SessionRecords>(*library_, std::move(early.sessions))),
       sessions_(std::make_unique<ProgramSessions>(*this))
 {
@@ -215,6 +217,11 @@ void Program::start(const std::vector<OpenRequest>& files, bool restoreWindows, 
         records_->changeQuietly([](SessionLibrary& library) { penmark::endFocus(library); });
         for (const Uuid& window : shownWindows(records_->library()))
             notRestored_.insert(window);
+        // Who never wants them back has them among what was closed, where their number is bounded. Whether there is
+        // anything in them is known once the documents are.
+        if (!settings_->settings().restoreWindows && !isReadOnly())
+            connect(&documents_->headers(), &DocumentHeaders::loaded, this, &Program::putLeftOutIntoClosed,
+                    Qt::SingleShotConnection);
     }
     if (windows_.empty() || inNewWindow)
         makeWindow();

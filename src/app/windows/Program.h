@@ -5,6 +5,7 @@
 #include "app/documents/OriginalFiles.h"
 #include "app/documents/SessionRecords.h"
 #include "app/settings/Settings.h"
+#include "base/FunctionRef.h"
 #include "storage/StorageInitialization.h"
 
 #include <QObject>
@@ -53,7 +54,8 @@ class Program final : public QObject {
     Q_OBJECT
 
 public:
-    Program(EarlyLibrary early, std::filesystem::path settingsFile, LoadedSettings settings);
+    Program(EarlyLibrary early, std::filesystem::path settingsFile, LoadedSettings settings,
+            const DocumentRegistry::Limits& limits = {});
     ~Program() override;
 
     DocumentRegistry& documents() { return *documents_; }
@@ -172,6 +174,9 @@ private:
     void staysForTexts(const std::vector<RecoveryBuffer*>& unsaved);
     std::optional<Uuid> lastClosed() const;
     void restoreWindowsInOrder();
+    void putLeftOutIntoClosed();
+    void putIntoClosed(SessionLibrary& library, const RecoveryWindow& window,
+                       FunctionRef<bool(const Uuid& document)> isWanted);
     void takeAway(DocumentWindow& window);
     void keepOneVisible();
     void tellOfInterruption();

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace penmark {
 
@@ -209,6 +210,33 @@ bool Program::isShown(const Uuid& document) const
 
 // ---- closing and reopening ----
 
+void Program::putIntoClosed(SessionLibrary& library, const RecoveryWindow& window,
+                            FunctionRef<bool(const Uuid& document)> isWanted)
+{
+    const auto item = closeWindow(library, window.id, windowTitle(*documents_, window).toStdString(), records_->now());
+    if (!item)
+        return;
+    bool isEmpty = false;
+    library.recentlyClosed.change(*item, [&](ClosedPenmarkItem& closed) {
+        keepTabs(closed.window, isWanted);
+        isEmpty = closed.window.documents.empty();
+    });
+    if (isEmpty)
+        forgetClosed(library, *item);
+}
+
+void Program::putLeftOutIntoClosed()
+{
+    records_->changeQuietly([&](SessionLibrary& library) {
+        for (const Uuid& id : std::exchange(notRestored_, {})) {
+            if (const RecoveryWindow* const found = library.findWindow(id))
+                putIntoClosed(library, RecoveryWindow(*found),
+                              [this](const Uuid& document) { return isThere(document); });
+        }
+    });
+    records_->save();
+}
+
 void Program::windowClosed(DocumentWindow& window)
 {
     if (!findWindow(window.id()))  // it has been taken away meanwhile
@@ -218,18 +246,7 @@ void Program::windowClosed(DocumentWindow& window)
         return;
     }
     records_->changeQuietly([&](SessionLibrary& library) {
-        const RecoveryWindow record = window.record();
-        const auto item =
-            closeWindow(library, record.id, windowTitle(*documents_, record).toStdString(), records_->now());
-        if (!item)
-            return;
-        bool isEmpty = false;
-        library.recentlyClosed.change(*item, [&](ClosedPenmarkItem& closed) {
-            keepTabs(closed.window, [&](const Uuid& id) { return !window.isNothing(id); });
-            isEmpty = closed.window.documents.empty();
-        });
-        if (isEmpty)
-            forgetClosed(library, *item);
+        putIntoClosed(library, window.record(), [&](const Uuid& id) { return !window.isNothing(id); });
     });
     takeAway(window);
     records_->save();

@@ -61,7 +61,7 @@ void ProgramTest::start(bool restoresWindows)
     EarlyLibrary early =
         startEarly(libraryIn(folder), {{"HOME", folder.path().string()}}, startFiles, restoresWindows, access);
     ASSERT_TRUE(early.store) << early.status.message();
-    program = std::make_unique<Program>(std::move(early), folder.path() / "settings.json", std::move(loaded));
+    program = std::make_unique<Program>(std::move(early), folder.path() / "settings.json", std::move(loaded), limits);
     program->askForFiles = [this](QWidget&, const Program::FileQuestion& question) {
         asked.push_back(question.caption.toStdString());
         QStringList paths;
@@ -85,7 +85,7 @@ void ProgramTest::end()
         QWidget* const focus = QApplication::focusWidget();
         QTest::keyClick(focus ? focus : &window(), Qt::Key_Q, Qt::ControlModifier);
     });
-    QTimer::singleShot(10'000, program.get(), [] { QCoreApplication::exit(notEnded); });
+    QTimer::singleShot(60'000, program.get(), [] { QCoreApplication::exit(notEnded); });
     EXPECT_EQ(QApplication::exec(), 0) << "Ctrl+Q did not end the program";
     program.reset();
 }

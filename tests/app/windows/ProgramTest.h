@@ -37,6 +37,12 @@ protected:
         end();
         start();
     }
+    /// Starts it again, and nothing is stored by itself from then on.
+    void storeOnlyWhatIsAsked()
+    {
+        limits.autosave = limits.autosaveAtLatest = std::chrono::hours(1);
+        restart();
+    }
     /// Runs while the program does not.
     void withLibrary(const std::function<void(RecoveryStore& store)>& work) const;
     /// Has the library hold these windows in place of those with the same identity.
@@ -63,7 +69,7 @@ protected:
     void drafts(const std::vector<const char*>& texts);
     void runCommand(const char* id);
 
-    static bool wait(const std::function<bool()>& until) { return QTest::qWaitFor(until, 10'000); }
+    static bool wait(const std::function<bool()>& until) { return QTest::qWaitFor(until, 60'000); }
     /// Until nothing of the program waits for a thread.
     void settle();
 
@@ -85,6 +91,7 @@ protected:
     TemporaryFolder folder;
     std::unique_ptr<Program> program;
     Settings settings;                                // of the next start
+    DocumentRegistry::Limits limits;                  // likewise
     LibraryAccess access = LibraryAccess::readWrite;  // likewise
     std::vector<OpenRequest> startFiles;              ///< of the command line
     std::vector<std::string> asked;                   // captions of questions for files

@@ -4,6 +4,7 @@
 #include "app/navigator/NavigatorView.h"
 #include "app/windows/DocumentPane.h"
 #include "app/windows/ProgramTest.h"
+#include "organization/Sessions.h"
 #include "storage/DocumentStore.h"
 #include "storage/WindowStore.h"
 
@@ -132,6 +133,31 @@ TEST_F(WindowRestartTest, KeepsWhatItDoesNotKnow)
     start();
 }
 
+TEST_F(WindowRestartTest, WindowsThatNobodyWantsBackAreAmongTheClosedOnes)
+{
+    const auto library = [this]() -> const SessionLibrary& { return program->records().library(); };
+    draft("kept");
+    const Uuid left = window().id();
+    settle();
+    end();
+    start(false);  // this once
+    EXPECT_EQ(tabs(), "[New]");
+    settle();
+    EXPECT_TRUE(library().recentlyClosed.items().empty());
+    restart();
+    EXPECT_TRUE(program->findWindow(left));
+
+    settings.restoreWindows = false;
+    end();
+    start(false);
+    ASSERT_TRUE(wait([&] { return !library().findWindow(left); }));
+    ASSERT_EQ(library().recentlyClosed.items().size(), 1U) << "not the window in which nothing was written";
+    EXPECT_EQ((*library().recentlyClosed.begin()).window.documents.size(), 1U);
+    EXPECT_EQ(shownWindows(library()).size(), 1U);
+    runCommand("file.reopenClosed");
+    EXPECT_TRUE(wait([&] { return program->findWindow(left) != nullptr; }));
+}
+
 // It is read behind its window, unless the command line asks for its file as well.
 TEST_F(WindowRestartTest, ALargeTextComesBackOnce)
 {
@@ -181,7 +207,7 @@ TEST_F(WindowRestartTest, ClosedWindowsStayClosedAndTheLastOneOpen)
 
     // Closing the last window ends the program, and it is there again.
     QTimer::singleShot(0, &window(), [this] { key(Qt::Key_W, ctrl | shift); });
-    QTimer::singleShot(10'000, program.get(), [] { QCoreApplication::exit(1); });
+    QTimer::singleShot(60'000, program.get(), [] { QCoreApplication::exit(1); });
     EXPECT_EQ(QApplication::exec(), 0);
     program.reset();
     start();
