@@ -76,9 +76,14 @@ void DocumentHeaders::put(DocumentHeader header)
 
 void DocumentHeaders::adopt(DocumentHeaderList list)
 {
-    for (const DocumentHeader& newer : list_.all())
-        list.put(newer);
-    list_ = std::move(list);
+    if (list_.all().empty()) {
+        list_ = std::move(list);
+    } else {
+        for (const DocumentHeader& header : list.all()) {
+            if (!list_.indexOf(header.id))
+                list_.put(header);
+        }
+    }
     loaded_ = true;
     emit loaded();
 }

@@ -45,7 +45,7 @@ private:
 };
 
 /// The headers of all documents. Filled behind the first frame: until `loaded` only those are there that have been
-/// opened. From then on a header keeps its place in all(), and new ones come behind it. Main thread.
+/// opened. A header keeps its place in all(), and new ones come behind it. Main thread.
 class DocumentHeaders final : public QObject {
     Q_OBJECT
 
@@ -65,7 +65,7 @@ public:
     void adopt(std::vector<DocumentHeader> headers);
 
 signals:
-    void loaded();                  ///< everything may be another, and elsewhere
+    void loaded();                  ///< any number was added, without `added`
     void added(std::size_t index);  ///< behind all others
     void changed(std::size_t index);
 
