@@ -84,29 +84,48 @@ void DocumentRegistry::load(const Uuid& id, QObject* receiver, Loaded loaded)
     }
     auto& waiting = loading_[id];
     waiting.emplace_back(receiver, std::move(loaded));
-    if (waiting.size() > 1)
-        return;
-    const auto answer = [this, id](LoadedDocument read) {
-        RecoveryBuffer& buffer = adopt(std::move(read));
-        retain(id);  // while the callers take it
-        const auto callers = std::move(loading_[id]);
-        loading_.erase(id);
-        for (const auto& [caller, call] : callers) {
-            if (caller)
-                call(buffer);
-        }
-        release(id);
-    };
+    if (waiting.size() == 1)
+        startLoading(id);
+}
+
+void DocumentRegistry::startLoading(const Uuid& id)
+{
     library_.read(
-        this, [id](RecoveryStore& store) { return readDocument(store, id); }, answer,
-        [answer, id](const RecoveryError& error) {
+        this, [id](RecoveryStore& store) { return readDocument(store, id); },
+        [this, id, since = recordsTaken_](LoadedDocument read) {
+            if (hasChanged(id, since))
+                startLoading(id);
+            else
+                endLoading(std::move(read));
+        },
+        [this, id](const RecoveryError& error) {
             LoadedDocument damaged;
             damaged.record.id = id;
             damaged.textIsStored = true;
             damaged.isInLibrary = true;
             damaged.error = error.what();
-            answer(std::move(damaged));
+            endLoading(std::move(damaged));
         });
+}
+
+void DocumentRegistry::endLoading(LoadedDocument read)
+{
+    const Uuid id = read.record.id;
+    RecoveryBuffer& buffer = adopt(std::move(read));
+    retain(id);  // while the callers take it
+    const auto callers = std::move(loading_[id]);
+    loading_.erase(id);
+    for (const auto& [caller, call] : callers) {
+        if (caller)
+            call(buffer);
+    }
+    release(id);
+}
+
+bool DocumentRegistry::hasChanged(const Uuid& id, std::uint64_t since) const
+{
+    const auto taken = takenAt_.find(id);
+    return taken != takenAt_.end() && taken->second > since;
 }
 
 LoadedDocument DocumentRegistry::readDocument(RecoveryStore& store, const Uuid& id)
@@ -582,6 +601,7 @@ void DocumentRegistry::takeRecords(const std::vector<RecoveryDocument>& records)
             putHeader(*buffer);
         } else {
             headers_.put(DocumentHeader::of(record));
+            takenAt_[record.id] = ++recordsTaken_;
         }
         if (record.deleted)
             emit discarded(record.id);

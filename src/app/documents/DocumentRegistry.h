@@ -118,6 +118,11 @@ private:
         std::optional<std::string> contentHash;  // absent if the text was not looked at
     };
 
+    void startLoading(const Uuid& id);
+    void endLoading(LoadedDocument read);
+    /// Whether the record of a document that was not in memory was changed after that many changes, so that what was
+    /// read meanwhile may be older.
+    bool hasChanged(const Uuid& id, std::uint64_t since) const;
     void edited(RecoveryBuffer& buffer);
     void recordChanged(RecoveryBuffer& buffer);
     StoreRequest requestFor(RecoveryBuffer& buffer) const;
@@ -145,6 +150,8 @@ private:
     DocumentHeaders headers_;
     std::map<Uuid, std::unique_ptr<RecoveryBuffer>> buffers_;
     std::map<Uuid, std::vector<std::pair<QPointer<QObject>, Loaded>>> loading_;
+    std::unordered_map<Uuid, std::uint64_t> takenAt_;  // the last change of each, as `recordsTaken_` counts them
+    std::uint64_t recordsTaken_ = 0;
     std::vector<Waiting> waiting_;
     std::uint64_t accessSequence_ = 0;
     bool unloadPosted_ = false;

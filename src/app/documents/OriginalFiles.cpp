@@ -124,11 +124,11 @@ void OriginalFiles::read(const fs::path& file, QObject* receiver, Opened opened,
                 return std::nullopt;
             }
         },
-        [this, file, receiver, opened = std::move(opened), refused, stop,
-         attempts](std::optional<FileOpening> opening) {
+        [this, file, receiver, opened = std::move(opened), refused, stop, attempts,
+         since = registry_.recordsTaken_](std::optional<FileOpening> opening) {
             if (!opening || stop.stop_requested())
                 return;
-            if (attempts > 1 && isOutdated(*opening))
+            if (attempts > 1 && isOutdated(*opening, since))
                 read(file, receiver, opened, refused, stop, attempts - 1);
             else
                 takeOpened(std::move(*opening), opened, refused);
@@ -138,12 +138,16 @@ void OriginalFiles::read(const fs::path& file, QObject* receiver, Opened opened,
         });
 }
 
-// Whether the document was bound to another file, or to none, since it was read: reading does not wait for writing.
-bool OriginalFiles::isOutdated(const FileOpening& opening)
+// Whether the document was changed, or bound to another file or to none, since it was read: reading does not wait for
+// writing.
+bool OriginalFiles::isOutdated(const FileOpening& opening, std::uint64_t since)
 {
     const auto* const read = std::get_if<LoadedDocument>(&opening);
-    const RecoveryBuffer* const present = read ? registry_.find(read->record.id) : nullptr;
-    return present && present->record().externalPath != read->record.externalPath;
+    if (!read)
+        return false;
+    const RecoveryBuffer* const present = registry_.find(read->record.id);
+    return present ? present->record().externalPath != read->record.externalPath
+                   : registry_.hasChanged(read->record.id, since);
 }
 
 void OriginalFiles::takeOpened(FileOpening opening, const Opened& opened, const Refused& refused)

@@ -74,7 +74,7 @@ private:
 
     void read(const std::filesystem::path& file, QObject* receiver, Opened opened, Refused refused,
               std::stop_token stop, int attempts);
-    bool isOutdated(const FileOpening& opening);
+    bool isOutdated(const FileOpening& opening, std::uint64_t since);
     void takeOpened(FileOpening opening, const Opened& opened, const Refused& refused);
     void perform(RecoveryBuffer& buffer, Kind kind, FileWork work, Done done);
     static FileResult storeAndWork(RecoveryStore& store, const DocumentRegistry::StoreRequest& request, Kind kind,

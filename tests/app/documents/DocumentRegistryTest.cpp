@@ -3,6 +3,8 @@
 
 #include "app/documents/LibraryFixture.h"
 
+#include <thread>
+
 namespace penmark {
 namespace {
 
@@ -457,6 +459,43 @@ TEST(LibraryQueueTest, DoesAllThatWasAskedForBeforeItGoes)
     const auto document = documents.loadDocument(id);
     ASSERT_TRUE(document);
     EXPECT_EQ(ContentStore(store).loadText(documents.loadHead(*document)->contentHash), "last words");
+}
+
+class DocumentReadingTest : public LibraryFixture {
+protected:
+    DocumentReadingTest() : LibraryFixture({1h, 1h, 1h, 0, 0}) {}
+};
+
+// A large text takes a while to read, and what is told of its document meanwhile is newer than what was read.
+TEST_F(DocumentReadingTest, WhatIsChangedMeanwhileStays)
+{
+    std::string text;
+    for (unsigned line = 0; text.size() < 2'000'000; ++line)
+        text += "line " + std::to_string(line * 2'654'435'761U) + "\n";
+    const Uuid id = stored(text).id();
+    unload(id);
+    for (int delay = 0; delay < 4; ++delay) {
+        SCOPED_TRACE(delay);
+        const std::string title = "title " + std::to_string(delay);
+        RecoveryBuffer* loaded = nullptr;
+        registry.load(id, &registry, [&](RecoveryBuffer& buffer) {
+            loaded = &buffer;
+            registry.retain(id);
+        });
+        std::this_thread::sleep_for(delay * 1ms);
+        registry.rename(id, title);
+        if (delay == 3)
+            registry.discard(std::vector{id});
+        ASSERT_TRUE(settle());
+        ASSERT_TRUE(waitUntil([&] { return loaded != nullptr; }));
+        EXPECT_EQ(registry.headers().find(id)->title, title);
+        EXPECT_EQ(registry.headers().find(id)->deleted, delay == 3);
+        EXPECT_EQ(loaded->record().deleted, delay == 3);
+        type(*loaded, "x");
+        ASSERT_TRUE(store(*loaded));
+        EXPECT_EQ(record(id).displayTitle, title);
+        unload(id);
+    }
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ protected:
     {
         QTimer guard;
         guard.setSingleShot(true);
-        guard.start(20'000);
+        guard.start(60'000);
         while (!holds()) {
             if (!guard.isActive())
                 return false;
