@@ -2,6 +2,11 @@
 #include "cli/SessionAccess.h"
 
 #include "organization/SessionLibraryStore.h"
+#include "organization/Sessions.h"
+#include "storage/RecoveryStore.h"
+#include "storage/WindowStore.h"
+
+#include <set>
 
 namespace penmark::cli {
 
@@ -15,10 +20,17 @@ ListedSessions readSessions(Console& console, RecoveryStore& store)
 
 void changeSessions(RecoveryStore& store, FunctionRef<void(SessionLibrary&)> change)
 {
-    SessionLibraryStore rows(store);
-    SessionLibraryStore::Loaded loaded = rows.load();
-    change(loaded.library);
-    rows.save(loaded.stored, loaded.library);
+    store.transaction([&] {
+        SessionLibraryStore rows(store);
+        SessionLibraryStore::Loaded loaded = rows.load();
+        std::set<Uuid> gone = knownWindows(loaded.library);
+        change(loaded.library);
+        rows.save(loaded.stored, loaded.library);
+        // What is left of a window would be taken for one of an older library, and shown.
+        for (const Uuid& window : knownWindows(loaded.library))
+            gone.erase(window);
+        WindowStore(store).remove(gone);
+    });
 }
 
 bool printItemRecords(Console& console, RecoveryStore& store, std::string_view kind)

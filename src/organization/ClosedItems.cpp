@@ -163,6 +163,16 @@ Reopened reopenClosed(SessionLibrary& library, const Uuid& item, Date now)
     return reopened;
 }
 
+void keepClosedTabs(SessionLibrary& library, const Uuid& item, FunctionRef<bool(const Uuid& document)> isWanted)
+{
+    library.recentlyClosed.change(item, [&](ClosedPenmarkItem& closed) {
+        RecoveryWindow left = closed.window;
+        keepTabs(left, isWanted);
+        if (!left.documents.empty())
+            closed.window = std::move(left);
+    });
+}
+
 void forgetClosed(SessionLibrary& library, const Uuid& item)
 {
     library.recentlyClosed.remove(Uuid(item));

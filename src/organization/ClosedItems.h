@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/FunctionRef.h"
 #include "organization/SessionLibrary.h"
 
 #include <optional>
@@ -36,6 +37,10 @@ struct Reopened {
 /// is gone it joins the active one, or a new one. An open session is not needed; the caller opens one that is closed.
 /// Throws closedItemGone.
 Reopened reopenClosed(SessionLibrary& library, const Uuid& item, Date now);
+
+/// Leaves those tabs out of a closed item that `isWanted` does not name, unless that would be all. One that is not
+/// there changes nothing.
+void keepClosedTabs(SessionLibrary& library, const Uuid& item, FunctionRef<bool(const Uuid& document)> isWanted);
 
 /// Takes it off the list for good; the text stays in the library. One that is not there changes nothing.
 void forgetClosed(SessionLibrary& library, const Uuid& item);

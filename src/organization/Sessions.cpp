@@ -375,6 +375,18 @@ bool isAttached(const SessionLibrary& library, const Uuid& document)
     });
 }
 
+std::set<Uuid> knownWindows(const SessionLibrary& library)
+{
+    std::set<Uuid> known;
+    for (const PenmarkSession& session : library.sessions) {
+        for (const RecoveryWindow& window : session.windows)
+            known.insert(window.id);
+    }
+    for (const ClosedPenmarkItem& item : library.recentlyClosed)
+        known.insert(item.window.id);
+    return known;
+}
+
 std::vector<Uuid> shownWindows(const SessionLibrary& library)
 {
     const LibrarySettings& settings = library.settings;

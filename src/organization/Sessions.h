@@ -4,6 +4,7 @@
 #include "organization/SessionLibrary.h"
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,9 @@ std::vector<Uuid> documentsOfSession(const SessionLibrary& library, const Uuid& 
 
 /// Whether any session holds the document, by a tab or as its return note.
 bool isAttached(const SessionLibrary& library, const Uuid& document);
+
+/// All windows that sessions or closed items have.
+std::set<Uuid> knownWindows(const SessionLibrary& library);
 
 /// The windows that are to be seen: of open sessions, open themselves, with tabs; and of these, while a workspace is in
 /// focus, those that it links or that have a tab it links. The one in front first.

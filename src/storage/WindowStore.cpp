@@ -18,6 +18,14 @@ void WindowStore::saveAll(std::span<const RecoveryWindow> windows)
     });
 }
 
+void WindowStore::remove(const std::set<Uuid>& windows)
+{
+    store_.transaction([&] {
+        for (const Uuid& window : windows)
+            store_.execute("DELETE FROM windows WHERE id=?", {window.text()});
+    });
+}
+
 WindowStore::Loaded WindowStore::load() const
 {
     Loaded loaded;

@@ -3,6 +3,7 @@
 
 #include "storage/RecoveryWindow.h"
 
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ public:
 
     /// Replaces all windows, in one transaction; their order is kept.
     void saveAll(std::span<const RecoveryWindow> windows);
+
+    /// Takes away those of these windows that are there.
+    void remove(const std::set<Uuid>& windows);
 
     struct Loaded {
         std::vector<RecoveryWindow> windows;  ///< in the order saved

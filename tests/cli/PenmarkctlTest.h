@@ -25,6 +25,9 @@ protected:
         return words;
     }
 
+    /// An identity that no random one can be.
+    static constexpr std::string_view nobody = "00000000-0000-0000-0000-000000000000";
+
     ProgramCall call(Words words, std::string input = {}) const
     {
         ProgramCall call;

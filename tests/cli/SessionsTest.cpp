@@ -2,6 +2,7 @@
 #include "cli/PenmarkctlTest.h"
 #include "organization/ClosedItems.h"
 #include "organization/SessionLibraryStore.h"
+#include "storage/WindowStore.h"
 
 namespace penmark {
 namespace {
@@ -75,8 +76,9 @@ TEST_F(SessionsTest, SessionsNestMoveCloseAndGo)
     const std::string loop = "penmarkctl: A session cannot contain itself or one of its parents.\n";
     EXPECT_EQ(failure({"session", "move", work, deep}), loop);
     EXPECT_EQ(failure({"session", "move", work, work}), loop);
-    EXPECT_EQ(failure({"session", "new", "--parent", "0123"}),
-              "penmarkctl: Penmark could not complete the operation: There is no session 0123.\n");
+    EXPECT_EQ(failure({"session", "new", "--parent", std::string(nobody)}),
+              "penmarkctl: Penmark could not complete the operation: There is no session " + std::string(nobody) +
+                  ".\n");
     EXPECT_EQ(output({"session", "close", work}), "");
     EXPECT_EQ(rows({"sessions"}, {1}), "closed\nclosed\nclosed\nopen\n");
     EXPECT_EQ(rows({"session", "show", thesis}, {2}), "closed\nclosed\nclosed\nclosed\nclosed\nclosed\n");
@@ -183,20 +185,22 @@ TEST_F(SessionsTest, ClosedItemsComeBack)
     const std::string current = line({"session", "new", "--title", "Current"});
     const std::string notes = line({"new", "--title", "notes"}, "a");
     const std::string todo = line({"new", "--title", "todo"}, "b");
+    const std::string gone = line({"new", "--title", "gone"}, "c");
     addWindow(owner, first, {notes, todo});
-    addWindow(owner, second, {todo});
+    addWindow(owner, second, {todo, gone});
     change([&](SessionLibrary& library) {
         closeTab(library, *Uuid::parse(first), *Uuid::parse(notes), "notes", {Date::now().seconds - 10});
         closeWindow(library, *Uuid::parse(second), "", Date::now());
     });
-    EXPECT_EQ(rows({"closed"}, {2, 3}), "todo Owner\nnotes Owner\n");
+    EXPECT_EQ(rows({"closed"}, {2, 3}), "todo +1 Owner\nnotes Owner\n");
     output({"session", "close", owner});
     const std::string items = column(output({"closed"}), 0);
     EXPECT_EQ(line({"reopen", split(items, '|')[1]}), first);
     EXPECT_EQ(rows({"session", "show", owner}, {0, 2, 4}), "window open notes +1\ntab open notes\ntab open todo\n");
 
     output({"session", "delete", owner});
-    EXPECT_EQ(rows({"closed"}, {2, 3}), "todo Original session unavailable\n");
+    output({"discard", gone});
+    EXPECT_EQ(rows({"closed"}, {2, 3}), "todo +1 Original session unavailable\n");
     output({"session", "reopen", current});
     const ProgramResult reopened = run({"reopen", split(items, '|')[0]});
     EXPECT_EQ(reopened.status, 0);
@@ -205,6 +209,22 @@ TEST_F(SessionsTest, ClosedItemsComeBack)
               "penmarkctl: The original session is unavailable. The item is now in session " + current + ".\n");
     EXPECT_EQ(rows({"session", "show", current}, {0, 2, 4}), "window open todo\ntab open todo\n");
     EXPECT_EQ(output({"closed"}), "");
+}
+
+// The table that windows are read from at a start must not bring back what was deleted.
+TEST_F(SessionsTest, WindowsOfADeletedSessionAreGone)
+{
+    const std::string owner = line({"session", "new"});
+    addWindow(owner, first, {line({"new"}, "a")});
+    const RecoveryWindow owned = *sessions().findWindow(*Uuid::parse(first));
+    RecoveryWindow older;
+    older.id = *Uuid::parse(second);
+    {
+        const auto store = openLibrary();
+        WindowStore(*store).saveAll(std::vector{older, owned});
+    }
+    output({"session", "delete", owner});
+    EXPECT_EQ(WindowStore(*openLibrary()).load().windows, std::vector{older}) << "nobody has known this one";
 }
 
 // A record that is damaged hides no other, and what this version does not know stays when another one changes.

@@ -178,12 +178,7 @@ void ProgramSessions::reopenClosed(Uuid item)
     Reopened reopened;
     const bool done = change([&](SessionLibrary& changed) {
         // What was discarded meanwhile does not come back with the rest.
-        changed.recentlyClosed.change(item, [this](ClosedPenmarkItem& closed) {
-            RecoveryWindow left = closed.window;
-            keepTabs(left, [this](const Uuid& document) { return program_.isThere(document); });
-            if (!left.documents.empty())
-                closed.window = std::move(left);
-        });
+        keepClosedTabs(changed, item, [this](const Uuid& document) { return program_.isThere(document); });
         reopened = penmark::reopenClosed(changed, item, records().now());
         if (!changed.sessions.find(reopened.session)->isOpen)
             reopenSession(changed, reopened.session);

@@ -5,6 +5,7 @@
 #include "cli/SessionAccess.h"
 #include "organization/ClosedItems.h"
 #include "organization/Sessions.h"
+#include "storage/DocumentStore.h"
 
 #include <algorithm>
 
@@ -37,8 +38,15 @@ int commands::reopen(CommandContext& context, const Arguments& arguments)
 {
     const IdPrefix typed(arguments.operands()[0]);
     Reopened reopened;
-    changeSessions(context.openLibrary(), [&](SessionLibrary& library) {
+    RecoveryStore& store = context.openLibrary();
+    const DocumentStore documents(store);
+    changeSessions(store, [&](SessionLibrary& library) {
         const Uuid item = typed.findAmongRecords(library.recentlyClosed, "closed item");
+        // What was discarded meanwhile does not come back with the rest.
+        keepClosedTabs(library, item, [&](const Uuid& id) {
+            const auto document = documents.loadDocument(id);
+            return document && !document->deleted;
+        });
         reopened = reopenClosed(library, item, Date::now());
         if (!library.sessions.find(reopened.session)->isOpen)
             reopenSession(library, reopened.session);
