@@ -108,6 +108,9 @@ std::optional<RecoveryError> LibraryQueue::guard(const std::function<void()>& wo
         return RecoveryError::storage("There is not enough memory.");
     } catch (const std::length_error&) {
         return RecoveryError::storage("The file is too large.");
+    } catch (const std::exception& error) {
+        // Whatever it is, the program and the texts in it go on.
+        return RecoveryError::storage(repairUtf8(error.what()));
     }
 }
 

@@ -18,7 +18,7 @@ namespace penmark {
 /// what somebody waits to see, so that no reading waits behind the storing of a large text.
 ///
 /// Answers come in the thread that made the queue, unless their receiver is gone by then. Failures cross as
-/// RecoveryErrors; anything else that a job throws ends the program.
+/// RecoveryErrors, whatever std::exception a job throws.
 class LibraryQueue final : public QObject {
     Q_OBJECT
 

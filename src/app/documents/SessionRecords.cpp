@@ -26,13 +26,7 @@ constexpr int longestRetry = 3;  // doublings
 // Windows of a library that knew no sessions, and those of a session whose record is damaged.
 void takeOwnerless(SessionLibrary& library, const std::vector<RecoveryWindow>& windows, Date now)
 {
-    std::set<Uuid> owned;
-    for (const PenmarkSession& session : library.sessions) {
-        for (const RecoveryWindow& window : session.windows)
-            owned.insert(window.id);
-    }
-    for (const ClosedPenmarkItem& item : library.recentlyClosed)
-        owned.insert(item.window.id);
+    const std::set<Uuid> owned = knownWindows(library);
     std::vector<Uuid> front;
     for (RecoveryWindow window : windows) {  // the one used last comes last
         if (window.documents.empty() || owned.contains(window.id))
@@ -88,7 +82,7 @@ StoredSessions StoredSessions::read(RecoveryStore& store, const Clock& clock)
 
 SessionRecords::SessionRecords(LibraryQueue& queue, StoredSessions stored, Times times)
     : queue_(queue), times_(std::move(times)), library_(std::move(stored.library)),
-      written_(std::make_shared<Written>(Written{std::move(stored.stored), std::move(stored.windows), true})),
+      written_(std::make_shared<Written>(Written{std::move(stored.stored), std::move(stored.windows), true, {}})),
       writes_(stored.isRead && !queue.store().isReadOnly())
 {
     timer_.setSingleShot(true);
@@ -180,17 +174,17 @@ void SessionRecords::makeCertain(RecoveryStore& store, Written& written)
 void SessionRecords::write(RecoveryStore& store, const SessionLibrary& library, Written& written)
 {
     std::vector<RecoveryWindow> rows = windowRows(library);
-    makeCertain(store, written);
-    written.isCertain = false;
-    try {
+    written.failure = LibraryQueue::guard([&] {
+        makeCertain(store, written);
+        written.isCertain = false;
         store.transaction([&] {
             SessionLibraryStore(store).save(written.library, library);
             if (rows != written.windows)
                 WindowStore(store).saveAll(rows);
         });
-    } catch (const SessionError& error) {
-        throw RecoveryError::storage(error.what());
-    }
+    });
+    if (written.failure)
+        throw RecoveryError(*written.failure);
     written.library = library;
     written.windows = std::move(rows);
     written.isCertain = true;
@@ -241,7 +235,7 @@ void SessionRecords::finish()
     if (!writes_)
         return;
     isFinishing_ = true;  // whoever leaves does not wait for a picture of everything
-    if (jobs_ > 0) {
+    while (jobs_ > 0) {   // what comes of one may ask for another
         queue_.finishWriting();
         QCoreApplication::sendPostedEvents(&queue_);  // what they have added
     }

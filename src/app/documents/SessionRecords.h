@@ -87,7 +87,8 @@ public:
 
     /// Runs `job(store, saved)` on the writing thread, behind everything that is to be written by now. `saved` is the
     /// library as it is stored then; a job that saves another leaves that one there, and `done` takes over here what it
-    /// added. Nothing else is written until that has happened.
+    /// added. Nothing else is written until that has happened. If what is to be written by now cannot be, that is the
+    /// job's failure.
     template <class Job, class Done>
     void runOnSaved(Job job, Done done, LibraryQueue::Failed failed)
     {
@@ -96,6 +97,8 @@ public:
         queue_.run(
             this,
             [job = std::move(job), written = written_](RecoveryStore& store) mutable {
+                if (written->failure)  // what is stored lacks what the job is to be about
+                    throw RecoveryError(*written->failure);
                 makeCertain(store, *written);
                 written->isCertain = false;  // until the job has not failed
                 auto result = job(store, written->library);
@@ -128,7 +131,8 @@ private:
     struct Written {
         SessionLibrary library;
         std::vector<RecoveryWindow> windows;
-        bool isCertain = true;  ///< a writing that failed may have been stored nevertheless
+        bool isCertain = true;                 ///< a writing that failed may have been stored nevertheless
+        std::optional<RecoveryError> failure;  ///< of the last writing
     };
 
     bool apply(const Operation& operation);

@@ -273,5 +273,48 @@ TEST_F(SessionRecordsTest, WritingWaitsForAJobThatAdds)
     EXPECT_NE(inLibrary().findWindow(meanwhile.id), nullptr) << "written behind the job";
 }
 
+// A checkpoint of what is stored would lack what came last, and be said to hold it.
+TEST_F(SessionRecordsTest, AJobFailsWithTheWritingThatItIsBehind)
+{
+    SessionRecords records(queue, read(), times);
+    records.save();
+    ASSERT_TRUE(settle());
+    records.put(aWindow());
+    failCommits(1);
+    bool ran = false;
+    std::vector<std::string> failures;
+    const auto run = [&] {
+        records.runOnSaved([&](RecoveryStore&, SessionLibrary&) { return ran = true; }, [](bool) {},
+                           [&](const RecoveryError& error) { failures.emplace_back(error.what()); });
+        return settle();
+    };
+    ASSERT_TRUE(run());
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(failures, std::vector{std::string(diskFull)});
+    ASSERT_TRUE(run());
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(failures.size(), 1U);
+}
+
+TEST_F(SessionRecordsTest, AVisitIsFinishedWhateverItsJobsAskFor)
+{
+    SessionRecords records(queue, read(), times);
+    records.save();
+    ASSERT_TRUE(settle());
+    const auto nothing = [](RecoveryStore&, SessionLibrary&) { return true; };
+    const auto failed = [](const RecoveryError&) {};
+    records.runOnSaved(
+        nothing,
+        [&](bool) {
+            records.runOnSaved(
+                nothing, [](bool) {}, failed);
+        },
+        failed);
+    records.finish();
+    queue.finishWriting();
+    for (const SessionRun& visit : inLibrary().runs)
+        EXPECT_EQ(visit.status, RunStatus::finished);
+}
+
 }  // namespace
 }  // namespace penmark
