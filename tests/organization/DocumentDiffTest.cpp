@@ -227,6 +227,25 @@ TEST(DocumentDiff, ShowsBothTextsWhole)
     }
 }
 
+// Long lines in which every character is a word of its own, few are different, and hardly two stand at the same place.
+TEST(DocumentDiff, TakesAFractionOfASecondWhateverTheTexts)
+{
+    constexpr const char* characters[] = {"一", "二", "三"};
+    std::mt19937 random(3);
+    std::string texts[2];
+    for (std::string& text : texts) {
+        for (int line = 0; line < 398; ++line) {
+            for (int word = 0; word < 499; ++word)
+                text += characters[random() % 3];
+            text += '\n';
+        }
+    }
+    const auto start = cpuTime();
+    const DocumentDiff diff = compareTexts(texts[0], texts[1]);
+    EXPECT_LT((cpuTime() - start).count(), granted(0.1));
+    EXPECT_FALSE(diff.fellBackToBlocks);
+}
+
 // As many lines as are compared one by one, as long as they can be: in most of them every tenth word has changed.
 TEST(DocumentDiff, TakesAFractionOfASecond)
 {
