@@ -44,7 +44,7 @@ TEST_F(DiffTest, ComparesRevisionsAndTellsByItsStatus)
     EXPECT_NE(run({"diff", id, all[1], all[0]}).output.find("-2\n+two\n"), std::string::npos);
 
     const std::string other = line({"new"}, "another document");
-    for (const Words& words : {Words{"diff", id, "0123"}, Words{"diff", "0123", all[0]},
+    for (const Words& words : {Words{"diff", id, std::string(nobody)}, Words{"diff", std::string(nobody), all[0]},
                                Words{"diff", id, revisions(other)[0]}, Words{"diff", id}}) {
         const ProgramResult result = run(words);
         EXPECT_EQ(result.status, 2);
@@ -122,8 +122,9 @@ TEST_F(DiffTest, RestoringMakesAnotherDocument)
     EXPECT_EQ(output({"history", id}), before);
     EXPECT_EQ(output({"cat", id}), "two");
     EXPECT_EQ(get("notes.md"), "one");
-    EXPECT_EQ(failure({"restore", id, "0123"}),
-              "penmarkctl: Penmark could not complete the operation: There is no revision of this document 0123.\n");
+    EXPECT_EQ(failure({"restore", id, std::string(nobody)}),
+              "penmarkctl: Penmark could not complete the operation: There is no revision of this document " +
+                  std::string(nobody) + ".\n");
 }
 
 }  // namespace

@@ -71,6 +71,8 @@ public:
 
     /// How long discarding can be undone here; 10 s unless set.
     void setUndoInterval(std::chrono::milliseconds interval) { undo_->setInterval(interval); }
+    /// How long it may take to read the library before it is said; 0.2 s unless set.
+    void setPatience(std::chrono::milliseconds patience) { patience_.setInterval(patience); }
 
     QSize sizeHint() const override;
 

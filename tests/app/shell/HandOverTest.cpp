@@ -191,14 +191,14 @@ TEST_F(HandOverTest, ARefusalCarriesItsSentence)
 
 TEST_F(HandOverTest, AWaitEndsWhenTheDocumentsAreClosed)
 {
-    auto server = serve(100);
+    auto server = serve(1'000);
     HandOverRequest request;
     request.wait = true;
-    auto client = start(request, {0ms, 50ms});
+    auto client = start(request, {0ms, 1s});
     ASSERT_TRUE(waitForRequests(1));
     EXPECT_TRUE(replies[0]->isWaitedFor());
     replies[0]->accept();
-    QTest::qWait(200);  // more than either side's patience with a request
+    QTest::qWait(1'500);  // more than either side's patience with a request
     EXPECT_EQ(client.wait_for(0s), std::future_status::timeout);
     replies[0]->finish(7);
     EXPECT_FALSE(replies[0]->isWaitedFor());
@@ -297,7 +297,7 @@ TEST_F(HandOverTest, AFolderOfTheSocketThatIsNotOursIsRefused)
 // What a hostile client sends, and that the server hangs up; it goes on serving others meanwhile.
 TEST_F(HandOverTest, HostileClientsAreDropped)
 {
-    const auto server = serve(300);
+    const auto server = serve(1'500);
     const std::string valid = encodeRecord(HandOverRequest());
     const std::string input(100, 'x');
     const std::pair<const char*, std::string> cases[] = {
@@ -335,14 +335,14 @@ TEST_F(HandOverTest, HostileClientsAreDropped)
 
 TEST_F(HandOverTest, ARequestMayComeByteByByteAndIsDroppedIfItsSenderIsGone)
 {
-    const auto server = serve(500);
+    const auto server = serve(1'500);
     const std::string input = "abcdefgh";
     const std::string bytes = framed(encodeRecord(HandOverRequest()), input.size()) + input;
     const FileDescriptor slow = connectRaw();
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         slow.writeAll(std::string_view(bytes).substr(i, 1));
         // Standard input as a whole may take longer than the patience, as long as something comes.
-        QTest::qWait(i + input.size() >= bytes.size() ? 100 : 0);
+        QTest::qWait(i + input.size() >= bytes.size() ? 250 : 0);
     }
     ASSERT_TRUE(waitForRequests(1));
     EXPECT_EQ(requests[0].standardInput, input);

@@ -88,7 +88,7 @@ protected:
     {
         const qsizetype before = bus.inhibitions.size();
         emit bus.PrepareForSleep(false);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return bus.inhibitions.size() > before; }, 3000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return bus.inhibitions.size() > before; }, 60'000));
         QTest::qWait(50);
         ASSERT_TRUE(bus.isInhibited());
     }

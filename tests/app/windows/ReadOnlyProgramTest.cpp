@@ -97,7 +97,7 @@ TEST_F(ReadOnlyProgramTest, TypedTextIsSavedElsewhereAndHoldsTheProgram)
     draft("another");
     stayAfterQuit("This text and 1 more are stored nowhere");
     QTimer::singleShot(0, &window(), [this] { barButton("Quit Anyway")->click(); });
-    QTimer::singleShot(10'000, program.get(), [] { QCoreApplication::exit(1); });
+    QTimer::singleShot(60'000, program.get(), [] { QCoreApplication::exit(1); });
     EXPECT_EQ(QApplication::exec(), 0);
     program.reset();
     std::vector<std::string> rescued;
@@ -113,13 +113,13 @@ TEST_F(ReadOnlyProgramTest, TypedTextIsSavedElsewhereAndHoldsTheProgram)
 TEST_F(ReadOnlyProgramTest, EndsAtOnceWhenItMust)
 {
     QTimer::singleShot(0, program.get(), [this] { program->quit(true); });
-    QTimer::singleShot(10'000, program.get(), [] { QCoreApplication::exit(99); });
+    QTimer::singleShot(60'000, program.get(), [] { QCoreApplication::exit(99); });
     EXPECT_EQ(QApplication::exec(), 0);
     program.reset();
     start();
     type("!");
     QTimer::singleShot(0, program.get(), [this] { program->quit(true); });
-    QTimer::singleShot(10'000, program.get(), [] { QCoreApplication::exit(99); });
+    QTimer::singleShot(60'000, program.get(), [] { QCoreApplication::exit(99); });
     EXPECT_EQ(QApplication::exec(), 1) << "a text was not stored";
     program.reset();
     EXPECT_TRUE(std::filesystem::exists(file("state")));

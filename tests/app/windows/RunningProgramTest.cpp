@@ -100,7 +100,8 @@ TEST_F(RunningProgramTest, WhoWaitsForACancelledOpeningIsToldSo)
         program.get(), [until = goOn.get_future().share()](RecoveryStore&) { until.wait(); }, [] {},
         [](const RecoveryError&) {});
     auto result = ask(request);
-    for (int turns = 0; turns < 200 && result.wait_for(std::chrono::seconds(0)) != std::future_status::ready; ++turns) {
+    const QDeadlineTimer deadline(60'000);
+    while (!deadline.hasExpired() && result.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
         QTest::keyClick(&window(), Qt::Key_Escape);
         QTest::qWait(10);
     }
