@@ -61,9 +61,10 @@ QString DocumentPreviews::beginning(const Uuid& document)
 void DocumentPreviews::forget()
 {
     ++generation_;
-    texts_.clear();
-    wanted_.clear();
+    texts_ = {};
+    wanted_ = {};
     reading_ = false;
+    emit forgotten();
 }
 
 void DocumentPreviews::readWanted()
@@ -90,7 +91,7 @@ void DocumentPreviews::readWanted()
                 texts_[batch[at]] = texts[at];
             reading_ = false;
             readWanted();
-            emit changed();
+            emit changed(batch);
         },
         [this, generation = generation_](const RecoveryError&) {
             if (generation == generation_)

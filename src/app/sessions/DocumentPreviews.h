@@ -27,7 +27,8 @@ public:
     void forget();
 
 signals:
-    void changed();
+    void changed(const std::vector<Uuid>& documents);  ///< they have been read, whatever came of it
+    void forgotten();
 
 private:
     void readWanted();

@@ -3,7 +3,6 @@
 
 #include "app/documents/SessionRecords.h"
 #include "app/navigator/ListedDate.h"
-#include "app/sessions/DocumentPreviews.h"
 #include "app/sessions/ListEntryDelegate.h"
 #include "app/sessions/SessionTitles.h"
 #include "organization/Sessions.h"
@@ -29,7 +28,7 @@ struct SessionTreeModel::Tree {
 };
 
 SessionTreeModel::SessionTreeModel(SessionRecords& records, DocumentRegistry& documents, DocumentPreviews& previews)
-    : records_(records), documents_(documents), previews_(previews)
+    : records_(records), documents_(documents), filter_(records, documents, previews)
 {}
 
 void SessionTreeModel::setOrder(Order order)
@@ -39,7 +38,7 @@ void SessionTreeModel::setOrder(Order order)
 
 void SessionTreeModel::setFilter(const QString& typed)
 {
-    filter_ = FilterWords(typed);
+    filter_.setWords(typed);
 }
 
 SessionTreeModel::Tree SessionTreeModel::arrange() const
@@ -109,26 +108,14 @@ void SessionTreeModel::sortSiblings(Tree& tree) const
         std::stable_sort(children.begin(), children.end(), isBefore);
 }
 
-bool SessionTreeModel::matches(const PenmarkSession& session) const
-{
-    std::string shown = session.name.value_or("");
-    std::string beginnings;
-    for (const Uuid& document : documentsOf(session)) {
-        shown += '\n';
-        shown += documentTitle(documents_, document).toStdString();
-        beginnings += previews_.beginning(document).toStdString();
-        beginnings += '\n';
-    }
-    return filter_.match(foldForFilter(shown), foldForFilter(beginnings));
-}
-
-void SessionTreeModel::keepMatches(Tree& tree) const
+void SessionTreeModel::keepMatches(Tree& tree)
 {
     if (filter_.isEmpty())
         return;
+    const std::vector<bool> found = filter_.matches();
     tree.kept.assign(tree.sessions.size(), false);
     for (std::size_t at = 0; at < tree.sessions.size(); ++at) {
-        if (!matches(*tree.sessions[at]))
+        if (!found[at])
             continue;
         for (std::size_t up = at; up != top && !tree.kept[up]; up = tree.parents[up])
             tree.kept[up] = true;

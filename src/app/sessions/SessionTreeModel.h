@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "app/navigator/FilterWords.h"
+#include "app/sessions/SessionFilter.h"
 #include "organization/SessionLibrary.h"
 
 #include <QAbstractItemModel>
@@ -88,16 +88,14 @@ private:
     const std::vector<std::size_t>& childrenOf(const QModelIndex& parent) const;
     Tree arrange() const;
     void sortSiblings(Tree& tree) const;
-    void keepMatches(Tree& tree) const;
-    bool matches(const PenmarkSession& session) const;
+    void keepMatches(Tree& tree);
     void tellChanged(const QModelIndex& parent);
     QString spokenText(const PenmarkSession& session) const;
 
     SessionRecords& records_;
     DocumentRegistry& documents_;
-    DocumentPreviews& previews_;
     Order order_ = Order::recent;
-    FilterWords filter_;
+    SessionFilter filter_;
     std::vector<Node> nodes_;
     std::vector<std::size_t> topNodes_;
     std::unordered_map<Uuid, std::size_t> places_;

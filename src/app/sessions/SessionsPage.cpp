@@ -20,12 +20,14 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSplitter>
+#include <utility>
 
 namespace penmark {
 
 namespace {
 
-constexpr int menuLimit = 40;  // sessions in a menu; the tree takes drops for all
+constexpr int menuLimit = 40;       // sessions in a menu; the tree takes drops for all
+constexpr int previewsPause = 500;  // milliseconds
 
 QWidget* sideOf(QSplitter& splitter, QVBoxLayout*& layout)
 {
@@ -68,9 +70,15 @@ SessionsPage::SessionsPage(SessionRecords& records, SessionActions& actions, Doc
     connect(&documents_.headers(), &DocumentHeaders::changed, this, [this] { refreshSoon(); });
     connect(&previews_, &DocumentPreviews::changed, this, [this] {
         if (model_.isFiltered())
-            refreshSoon();
+            previewsCame();
         else
             showCurrent();
+    });
+    previewsPause_.setSingleShot(true);
+    previewsPause_.setInterval(previewsPause);
+    connect(&previewsPause_, &QTimer::timeout, this, [this] {
+        if (std::exchange(previewsWait_, false))
+            previewsCame();
     });
 }
 
@@ -277,6 +285,17 @@ void SessionsPage::filterChanged()
 {
     model_.setFilter(filter_->text());
     refreshNow();
+}
+
+/// Of a large library texts come many times a second, and each time the whole tree may become another.
+void SessionsPage::previewsCame()
+{
+    if (previewsPause_.isActive()) {
+        previewsWait_ = true;
+        return;
+    }
+    previewsPause_.start();
+    refreshSoon();
 }
 
 void SessionsPage::takeFocus()

@@ -51,6 +51,7 @@ private:
     void showCurrent();
     void askToDelete(const Uuid& session);
     void filterChanged();
+    void previewsCame();
 
     SessionRecords& records_;
     SessionActions& actions_;
@@ -62,6 +63,8 @@ private:
     SessionTree* tree_;
     QLabel* empty_;
     SessionDetails* details_;
+    QTimer previewsPause_;  // after a refresh for texts that came
+    bool previewsWait_ = false;
     QAction* open_ = nullptr;
     QAction* switchTo_ = nullptr;
     QAction* openHere_ = nullptr;

@@ -8,6 +8,7 @@
 #include "app/sessions/StarterDialog.h"
 #include "app/sessions/WorkspacesPage.h"
 
+#include <QHideEvent>
 #include <QKeyEvent>
 #include <QShortcut>
 #include <QTabBar>
@@ -123,6 +124,13 @@ void SessionsWindow::saveAsStarter(const Uuid& session)
     auto* const dialog = new StarterDialog(this, records_, documents_, session, std::move(taken));
     connect(dialog, &StarterDialog::made, this, &SessionsWindow::starterMade);
     dialog->open();
+}
+
+void SessionsWindow::hideEvent(QHideEvent* event)
+{
+    QWidget::hideEvent(event);
+    if (!event->spontaneous())
+        previews_->forget();  // with what filters keep of them
 }
 
 void SessionsWindow::keyPressEvent(QKeyEvent* event)

@@ -44,6 +44,7 @@ signals:
 
 private:
     void keyPressEvent(QKeyEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     OrganiserPage* ensurePage(int index);
     OrganiserPage* createPage(int index);
     void turnTo(int index);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/sessions/DocumentPreviews.h"
 #include "app/sessions/NamePrompt.h"
 #include "app/sessions/NewSessionDialog.h"
 #include "app/sessions/OrganiserFixture.h"
@@ -233,8 +234,12 @@ TEST_F(SessionDialogsTest, TheOrganiserIsUsedByKeysAndTellsItsControls)
     EXPECT_EQ(tabs.currentIndex(), 2);
 
     organiser.resize(900, 500);
+    bool forgets = false;
+    QObject::connect(organiser.findChild<DocumentPreviews*>(), &DocumentPreviews::forgotten, &organiser,
+                     [&forgets] { forgets = true; });
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
     EXPECT_FALSE(organiser.isVisible());
+    EXPECT_TRUE(forgets) << "texts are kept while it is seen";
     organiser.showPage(Page::workspaces);
     EXPECT_EQ(organiser.size(), QSize(900, 500)) << "it comes back as it was left";
 

@@ -4,10 +4,12 @@
 #include "app/sessions/DocumentPreviews.h"
 #include "app/sessions/ListEntryDelegate.h"
 #include "app/sessions/OrganiserFixture.h"
+#include "app/sessions/SessionFilter.h"
 #include "app/sessions/SessionTree.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
@@ -37,6 +39,13 @@ protected:
     bool becomes(const std::string& wanted)
     {
         return waitUntil([&] { return shown() == wanted; });
+    }
+    /// Counts how often the tree was worked out anew, whatever came of it.
+    void connectLooks(int& looks)
+    {
+        QObject::connect(tree.model(), &QAbstractItemModel::modelReset, &page, [&looks] { ++looks; });
+        QObject::connect(tree.model(), &QAbstractItemModel::dataChanged, &page,
+                         [&looks](const QModelIndex& first) { looks += first.parent().isValid() ? 0 : 1; });
     }
     const SessionTreeModel& model() const { return static_cast<const SessionTreeModel&>(*tree.model()); }
     QMessageBox& question()
@@ -93,6 +102,74 @@ TEST_F(SessionsPageTest, FindsNamesTitlesAndBeginningsOfTexts)
     EXPECT_TRUE(page.clearFilter());
     EXPECT_EQ(shown(), "Letters; Budget; -Travel");
     EXPECT_FALSE(page.clearFilter()) << "then Esc is the window's";
+}
+
+// What is found stays right, and what was folded is not folded again for another word.
+TEST_F(SessionsPageTest, FoldsATextOnceUntilItChanges)
+{
+    budget = session("Budget");
+    letters = session("Letters");
+    const Uuid sums = document("sums", "Sums\nof March");
+    const Uuid plan = document("plan", "Plan\nfor May");
+    window(budget, "w", {sums, plan});
+    window(letters, "v", {plan});
+    SessionFilter words(*records, registry, previews);
+    const auto find = [&](const char* typed) {
+        words.setWords(QString::fromUtf8(typed));
+        const std::vector<bool> found = words.matches();
+        return std::string(found[0] ? "Budget " : "") + (found[1] ? "Letters" : "");
+    };
+    EXPECT_EQ(find("march"), "") << "not read yet";
+    ASSERT_TRUE(waitUntil([&] { return find("march") == "Budget "; }));
+    EXPECT_EQ(words.textsFolded(), 4U) << "of two documents the title, then the beginning";
+    for (const auto& [typed, found] : std::map<const char*, const char*>{
+             {"SUMS may", "Budget "}, {"budget pl\u00e4n", "Budget "}, {"may", "Budget Letters"}, {"budgetsums", ""}}) {
+        EXPECT_EQ(find(typed), found) << typed;
+    }
+    EXPECT_EQ(words.textsFolded(), 4U);
+
+    registry.rename(sums, "Accounts");
+    ASSERT_TRUE(waitUntil([&] { return find("accounts") == "Budget "; }));
+    EXPECT_EQ(words.textsFolded(), 5U) << "only what was renamed";
+    records->change([&](SessionLibrary& library) { renameSession(library, letters, "Post"); });
+    EXPECT_EQ(find("post may"), "Letters");
+    const Uuid other = document("other", "Other");
+    window(letters, "u", {other});
+    EXPECT_EQ(find("other"), "Letters");
+    EXPECT_EQ(words.textsFolded(), 6U) << "of another library only what is new";
+    EXPECT_EQ(words.keptCount(), 3U);
+    RecoveryBuffer& opened = load(plan);
+    registry.retain(plan);
+    type(opened, " and June");
+    EXPECT_EQ(find("june"), "Budget Letters") << "as it is in memory";
+
+    find("");
+    EXPECT_EQ(words.keptCount(), 0U);
+    EXPECT_EQ(find("accounts"), "Budget ");
+    previews.forget();
+    EXPECT_EQ(words.keptCount(), 0U);
+    EXPECT_EQ(find("accounts"), "Budget ");
+}
+
+TEST_F(SessionsPageTest, LooksAtMostTwiceASecondWhileTextsAreRead)
+{
+    makeSessions();
+    filter.setText(QStringLiteral("letter"));
+    ASSERT_EQ(shown(), "Letters");
+    settle();
+    int looks = 0;
+    connectLooks(looks);
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 1200 || (looks < 2 && clock.elapsed() < 60'000)) {
+        emit previews.changed({});
+        QTest::qWait(20);
+    }
+    EXPECT_GE(looks, 2) << "what comes all the time does not keep it waiting";
+    EXPECT_LE(looks, clock.elapsed() / 450 + 1);
+    const int before = looks;
+    emit previews.changed({});
+    EXPECT_TRUE(waitUntil([&] { return looks > before; })) << "the last texts count as well";
 }
 
 TEST_F(SessionsPageTest, KeysAskForWhatTheirActionsSay)
