@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QStringList>
+#include <optional>
 
 namespace penmark {
 
@@ -62,6 +63,17 @@ QString sessionSummary(DocumentRegistry& documents, const PenmarkSession& sessio
     QString text = windows == 0 ? tr("No windows") : windows == 1 ? tr("1 window") : tr("%1 windows").arg(windows);
     const QString titles = joinedTitles(documents, documentsOf(session));
     return titles.isEmpty() ? text : text + QStringLiteral(" · ") + titles;
+}
+
+Date lastUse(DocumentRegistry& documents, const PenmarkSession& session)
+{
+    std::optional<Date> latest;
+    for (const Uuid& document : documentsOf(session)) {
+        const DocumentHeader* const header = documents.headers().find(document);
+        if (header && (!latest || *latest < header->updatedAt))
+            latest = header->updatedAt;
+    }
+    return latest.value_or(session.createdAt);
 }
 
 QString workspaceTitle(DocumentRegistry& documents, const SessionLibrary& library, const PenmarkWorkspace& workspace)

@@ -21,6 +21,9 @@ QString sessionTitle(DocumentRegistry& documents, const PenmarkSession& session)
 /// "3 windows · notes.md, todo, +4"; "No windows" without.
 QString sessionSummary(DocumentRegistry& documents, const PenmarkSession& session);
 
+/// When something of what its own windows show was last written, or when the session was made if they show nothing.
+Date lastUse(DocumentRegistry& documents, const PenmarkSession& session);
+
 /// The name, or the titles of what it links; "Workspace" if nothing of that is there.
 QString workspaceTitle(DocumentRegistry& documents, const SessionLibrary& library, const PenmarkWorkspace& workspace);
 

@@ -256,7 +256,10 @@ QVariant SessionTreeModel::data(const QModelIndex& index, int role) const
     case Qt::AccessibleTextRole:
         return spokenText(*session);
     case ListEntry::sideRole:
-        return listedDate(session->createdAt, records_.now());
+        // It looks at every document of the session, which only rows in sight are asked for.
+        return records_.library().settings.activeSessionID == session->id
+                   ? tr("now")
+                   : listedDate(lastUse(documents_, *session), records_.now());
     case ListEntry::dotRole:
         return static_cast<int>(session->isOpen ? ListEntry::Dot::open : ListEntry::Dot::putAside);
     default:

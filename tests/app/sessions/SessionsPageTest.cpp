@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/sessions/SessionsPage.h"
 
+#include "app/navigator/ListedDate.h"
 #include "app/sessions/DocumentPreviews.h"
 #include "app/sessions/ListEntryDelegate.h"
 #include "app/sessions/OrganiserFixture.h"
@@ -83,6 +84,34 @@ TEST_F(SessionsPageTest, ListsSessionsWithWhatIsNestedInThem)
     records->change([&](SessionLibrary& library) { closeSession(library, budget); });
     EXPECT_EQ(nested.data(ListEntry::dotRole).toInt(), static_cast<int>(ListEntry::Dot::putAside));
     EXPECT_EQ(nested.data(Qt::AccessibleTextRole).toString().toStdString(), "Travel, put aside, No windows");
+}
+
+TEST_F(SessionsPageTest, SaysWhenASessionWasLastUsed)
+{
+    makeSessions();
+    const auto said = [&](const Uuid& session) {
+        return model().indexOf(session).data(ListEntry::sideRole).toString().toStdString();
+    };
+    const auto shownAs = [&](Date date) { return listedDate(date, now).toStdString(); };
+    const Date made = now;
+    now.seconds += 400 * 86'400.0;
+    records->change([&](SessionLibrary& library) { useSession(library, letters); });
+    EXPECT_EQ(said(letters), "now");
+    EXPECT_EQ(said(budget), shownAs(made)) << "nothing was written in it";
+
+    const auto written = [&](const char* title, double daysAgo) {
+        DocumentHeader header;
+        header.id = Uuid::random();
+        header.title = title;
+        header.updatedAt = Date{now.seconds - daysAgo * 86'400};
+        registry.headers().put(header);
+        return header.id;
+    };
+    window(travel, "in", {written("map", 20)});
+    window(budget, "one", {written("sums", 200)});
+    window(budget, "two", {written("old", 300), written("plan", 100), Uuid::random()});
+    EXPECT_EQ(said(budget), shownAs(Date{now.seconds - 100 * 86'400.0})) << "the latest, and not of what is nested";
+    EXPECT_EQ(said(travel), shownAs(Date{now.seconds - 20 * 86'400.0}));
 }
 
 TEST_F(SessionsPageTest, FindsNamesTitlesAndBeginningsOfTexts)
