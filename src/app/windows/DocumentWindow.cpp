@@ -131,10 +131,7 @@ void DocumentWindow::createContent()
         }
     });
     barTimer_.setSingleShot(true);
-    connect(&barTimer_, &QTimer::timeout, this, [this] {
-        if (bar_)
-            bar_->hide();
-    });
+    connect(&barTimer_, &QTimer::timeout, this, &DocumentWindow::hideBar);
 }
 
 // ---- placement and record ----
@@ -228,7 +225,7 @@ void DocumentWindow::showMessage(const QString& sentence)
 }
 
 void DocumentWindow::showBar(const QString& sentence, DocumentMessage::Weight weight, const std::vector<Offer>& offers,
-                             std::chrono::milliseconds forSoLong)
+                             const Passing& passing)
 {
     if (offers.empty() && barIsUrgent_ && bar_->isVisible()) {
         showMessage(sentence);
@@ -255,9 +252,10 @@ void DocumentWindow::showBar(const QString& sentence, DocumentMessage::Weight we
                            }});
     }
     bar_->show(sentence, weight, buttons);
+    barGoesWithTyping_ = passing.withTyping;
     barTimer_.stop();
-    if (forSoLong.count() > 0)
-        barTimer_.start(forSoLong);
+    if (passing.after.count() > 0)
+        barTimer_.start(passing.after);
 }
 
 void DocumentWindow::shareBarPlace()
@@ -268,12 +266,31 @@ void DocumentWindow::shareBarPlace()
 
 void DocumentWindow::endBar(const QString& sentence)
 {
-    if (!bar_ || !bar_->isVisibleTo(this) || bar_->sentence() != sentence)
-        return;
+    if (bar_ && bar_->isVisibleTo(this) && bar_->sentence() == sentence)
+        hideBar();
+}
+
+void DocumentWindow::hideBar()
+{
+    barTimer_.stop();
     const bool hadFocus = bar_->isAncestorOf(QApplication::focusWidget());
     bar_->hide();
     if (hadFocus && pane())
         pane()->focusText();
+}
+
+/// Who works on has seen what a passing bar says.
+void DocumentWindow::noteEdit(const DocumentPane& pane)
+{
+    if (!barTimer_.isActive() || !barGoesWithTyping_ || &pane != this->pane())
+        return;
+    // Behind the edit, whose observers are not done yet. A text that was reloaded is stored by then; one that was
+    // edited is not.
+    const auto hide = [this, said = bar_->sentence(), buffer = QPointer<RecoveryBuffer>(pane.buffer())] {
+        if (buffer && buffer->generation() != buffer->savedGeneration())
+            endBar(said);
+    };
+    QMetaObject::invokeMethod(this, hide, Qt::QueuedConnection);
 }
 
 std::stop_source DocumentWindow::beginOpening(const std::filesystem::path& file)

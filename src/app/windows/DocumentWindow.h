@@ -110,10 +110,19 @@ public:
         QString name;
         std::function<void()> take;
     };
+    /// When a bar goes by itself.
+    struct Passing {
+        std::chrono::milliseconds after{};  ///< 0: never
+        bool withTyping = false;            ///< before that if the user edits the document in front
+    };
     /// A bar over all tabs, until it is dismissed or another takes its place. A sentence that offers nothing does not
     /// take the place of a failure that does; the status bar says it.
     void showBar(const QString& sentence, DocumentMessage::Weight weight, const std::vector<Offer>& offers,
-                 std::chrono::milliseconds forSoLong = {});
+                 const Passing& passing);
+    void showBar(const QString& sentence, DocumentMessage::Weight weight, const std::vector<Offer>& offers)
+    {
+        showBar(sentence, weight, offers, Passing());
+    }
     /// Takes the bar away if it still says that.
     void endBar(const QString& sentence);
     MessageBar* bar() const { return bar_; }
@@ -169,6 +178,8 @@ private:
     void tabChanged(const Uuid& document);      ///< its title, its file or its state
     void tabChangesSoon(const Uuid& document);  ///< behind the frame that shows the key
     void shareBarPlace();                       ///< one message at a time stands above the text
+    void hideBar();                             ///< the focus does not stay in it
+    void noteEdit(const DocumentPane& pane);
     void act(MessageAction action);
     void tabMenu(const Uuid& document, const QPoint& at);
     void askForFile(const RecoveryBuffer& buffer, const QString& caption,
@@ -191,7 +202,8 @@ private:
     CommandPalette* palette_ = nullptr;
     MessageBar* bar_ = nullptr;  // made when it is needed
     bool barIsUrgent_ = false;   // it tells of a failure and offers what to do
-    QTimer barTimer_;
+    bool barGoesWithTyping_ = false;
+    QTimer barTimer_;  // runs while a bar is to go by itself
     std::set<Uuid> changedTabs_;
     QTimer changedTabsTimer_;
     std::map<Uuid, DocumentPane*> panes_;

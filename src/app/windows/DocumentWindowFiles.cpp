@@ -349,7 +349,7 @@ void DocumentWindow::discard(const Uuid& document)
                          front->program_.documents().restore(ids);
                          front->showDocument(document);
                      }}},
-                   undoTime);
+                   {undoTime});
 }
 
 void DocumentWindow::goToLine()

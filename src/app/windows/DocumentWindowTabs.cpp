@@ -126,6 +126,7 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
             [this](const QList<QUrl>& urls) { program_.openDropped(urls, *this); });
     program_.documents().load(document, pane, [this, pane](RecoveryBuffer& buffer) {
         connect(&buffer, &RecoveryBuffer::stateChanged, pane, [this, pane] { tabChangesSoon(pane->document()); });
+        connect(&buffer, &RecoveryBuffer::onEdit, pane, [this, pane] { noteEdit(*pane); });
         pane->setBuffer(buffer, tabs_.stateOf(pane->document()));
         if (const auto goal = goals_.find(pane->document()); goal != goals_.end()) {
             goTo(pane->document(), goal->second.first, goal->second.second);

@@ -190,7 +190,7 @@ void ProgramSessions::closeSession(Uuid session)
     front().showBar(tr("“%1” was put aside.").arg(name), DocumentMessage::Weight::note,
                     {{tr("Reopen"), [this, session] { openSession(session); }},
                      {tr("What Next?…"), [this, session] { offerNext(session); }}},
-                    stripShown);
+                    {stripShown});
 }
 
 void ProgramSessions::renameSession(Uuid session, const QString& name)
@@ -411,7 +411,7 @@ void ProgramSessions::offerNote(Uuid session)
         if (text.isEmpty() || !present || !present->isOpen || program_.windows().empty())
             return;
         front().showBar(text, DocumentMessage::Weight::note,
-                        {{tr("Open"), [this, session] { openReturnNote(session); }}}, stripShown);
+                        {{tr("Open"), [this, session] { openReturnNote(session); }}}, {stripShown, true});
     });
 }
 

@@ -79,7 +79,7 @@ void ProgramSessions::closeWorkspace(Uuid workspace)
     const QString name = found ? workspaceTitle(program_.documents(), library(), *found) : QString();
     if (change([&](SessionLibrary& changed) { penmark::closeWorkspace(changed, workspace); }))
         front().showBar(tr("The workspace “%1” was put aside.").arg(name), DocumentMessage::Weight::note,
-                        {{tr("Reopen"), [this, workspace] { reopenWorkspace(workspace); }}}, stripShown);
+                        {{tr("Reopen"), [this, workspace] { reopenWorkspace(workspace); }}}, {stripShown});
 }
 
 void ProgramSessions::reopenWorkspace(Uuid workspace)

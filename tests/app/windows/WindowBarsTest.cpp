@@ -169,6 +169,42 @@ TEST_F(WindowBarsTest, OneMessageAtATimeTheNewestFirst)
     EXPECT_EQ(barText(), "");
 }
 
+TEST_F(WindowBarsTest, AMessageGoesWithItsTimeOrWithTyping)
+{
+    using namespace std::chrono_literals;
+    const auto say = [this](const char* sentence, const DocumentWindow::Passing& passing) {
+        window().showBar(QString::fromUtf8(sentence), DocumentMessage::Weight::note, {{QStringLiteral("Act"), [] {}}},
+                         passing);
+    };
+    drafts({"other"});
+    RecoveryBuffer& other = buffer();
+    writeFile("a.txt", "one");
+    openFile("a.txt");
+    changeOutside("a.txt", "two");
+    ASSERT_TRUE(barSays("Original file changed"));
+    say("It passes.", {1h, true});
+    window().reload();
+    ASSERT_TRUE(wait([this] { return text() == "two"; }));
+    other.replaceText(TextSnapshot(std::string("not in front")));
+    settle();
+    EXPECT_EQ(barText(), "It passes.") << "nobody has written here";
+    type("x");
+    EXPECT_TRUE(wait([this] { return barText().empty(); })) << barText();
+    say("It passes again.", {1h, true});
+    key(Qt::Key_Z, ctrl);
+    EXPECT_TRUE(wait([this] { return barText().empty(); })) << barText();
+    EXPECT_EQ(text(), "two");
+
+    for (const auto time : {0h, 1h}) {
+        say("It stays.", {time});
+        type("y");
+        settle();
+        EXPECT_EQ(barText(), "It stays.");
+    }
+    say("It has passed.", {1ms});
+    EXPECT_TRUE(wait([this] { return barText().empty(); })) << barText();
+}
+
 TEST_F(WindowBarsTest, AMissingOriginalCanBeLocatedOrSavedElsewhere)
 {
     writeFile("a.txt", "one");
