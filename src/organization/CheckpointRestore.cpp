@@ -11,6 +11,7 @@
 #include "storage/RecoveryStore.h"
 
 #include <algorithm>
+#include <span>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -66,7 +67,14 @@ public:
         copies_.push_back({std::move(copy), std::move(*hash)});
     }
 
-    void create() { documents_.createFromContent(copies_); }
+    void create(const std::function<void()>& proceed)
+    {
+        constexpr std::size_t atOnce = 1'000;
+        for (std::size_t start = 0; start < copies_.size(); start += atOnce) {
+            proceed();
+            documents_.createFromContent(std::span(copies_).subspan(start, std::min(atOnce, copies_.size() - start)));
+        }
+    }
 
 private:
     std::optional<Present> readPresent(const Uuid& document)
@@ -276,11 +284,13 @@ CheckpointRestored restoreCheckpoint(RecoveryStore& store, const Uuid& checkpoin
         CheckpointRestored restored;
         restored.library = stored;
         DocumentCopies documents(store, clock);
+        const std::function<void()> proceed = choice.proceed ? choice.proceed : [] {};
         for (const CheckpointDocument& covered : taken->documents) {
+            proceed();
             if (!choice.only || choice.only->contains(covered.documentID))
                 documents.add(covered, restored);
         }
-        documents.create();
+        documents.create(proceed);
         const bool withSessions = !choice.only && !taken->sessions.empty();
         if (!withSessions && !choice.session)
             return restored;

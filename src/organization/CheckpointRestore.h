@@ -6,6 +6,7 @@
 #include "organization/SessionCheckpoint.h"
 #include "organization/SessionLibrary.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -29,6 +30,7 @@ struct EnclosingSession {
 struct RestoreChoice {
     std::optional<std::set<Uuid>> only;       ///< documents; absent: all, with their sessions
     std::optional<EnclosingSession> session;  ///< made in any case if it is given
+    std::function<void()> proceed = {};       ///< called again and again; what it throws ends the restoring
 };
 
 struct CheckpointRestored {
@@ -47,8 +49,8 @@ struct CheckpointRestored {
 /// session is opened again.
 ///
 /// Texts are not read or stored again: some 70 microseconds a document. Throws SessionError (checkpointGone, and as
-/// createSession for the parent), RecoveryError; then nothing is restored. `stored` is what the library holds of
-/// sessions.
+/// createSession for the parent), RecoveryError and what `proceed` throws; then nothing is restored. `stored` is what
+/// the library holds of sessions.
 CheckpointRestored restoreCheckpoint(RecoveryStore& store, const Uuid& checkpoint, const SessionLibrary& stored,
                                      const RestoreChoice& choice = {}, const Clock& clock = Date::now,
                                      const LocalCalendar& calendar = systemLocalDay);

@@ -256,6 +256,16 @@ TEST_F(CheckpointRestoreTest, LeavesNothingBehindWhicheverRowFails)
     save(library);
     const auto kept = checkpoints.keepLibrary(library, {}, false);
     EXPECT_GE(failAtEachRow([&] { restore(kept.id); }), 2 * 3 + 2);
+
+    const Rows before = rows();
+    for (int calls = 0; calls < 3; ++calls) {
+        const auto stop = [left = calls]() mutable {
+            if (left-- == 0)
+                throw Cancelled();
+        };
+        EXPECT_THROW(restore(kept.id, {{}, {}, stop}), Cancelled);
+        EXPECT_EQ(rows(), before);
+    }
 }
 
 }  // namespace

@@ -169,7 +169,7 @@ int commands::checkpointRestore(CommandContext& context, const Arguments& argume
     const Uuid id = typed.front().findCheckpoint(store);
     const auto only = namedDocuments(store, id, {typed.begin() + 1, typed.end()});
     const CheckpointRestored restored =
-        restoreCheckpoint(store, id, SessionLibraryStore(store).load().library, {only, {}});
+        restoreCheckpoint(store, id, SessionLibraryStore(store).load().library, {only, {}, stopIfInterrupted});
 
     ItemTitles titles(store);
     std::vector<Console::Row> rows;
