@@ -3,7 +3,7 @@
 
 #include "base/FunctionRef.h"
 #include "base/TextPosition.h"
-#include "text/TextSummary.h"
+#include "base/TextSummary.h"
 
 #include <cstddef>
 #include <memory>

@@ -3,9 +3,9 @@
 
 #include "app/editor/Colors.h"
 #include "app/editor/Strings.h"
+#include "base/TextSummary.h"
 #include "text/Characters.h"
 #include "text/TextSnapshot.h"
-#include "text/TextSummary.h"
 #include "text/highlight/ColorScheme.h"
 
 #include <QGlyphRun>

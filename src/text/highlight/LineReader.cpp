@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "text/highlight/LineReader.h"
 
-#include "text/TextSummary.h"
+#include "base/TextSummary.h"
 
 #include <algorithm>
 

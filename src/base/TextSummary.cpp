@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "text/TextSummary.h"
+#include "base/TextSummary.h"
 
 #include <algorithm>
 #include <cstdint>
