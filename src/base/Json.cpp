@@ -97,6 +97,8 @@ std::string JsonValue::text() const
 
 bool parseJson(std::string_view text, FunctionRef<void(const JsonValue&)> visit)
 {
+    if (text.empty())  // and perhaps a null pointer, which the parser must not be given
+        return false;
     // A parser keeps its buffers, which is most of what a small record would cost. It is taken out while it is in
     // use, so that a visitor may parse on its own.
     thread_local std::unique_ptr<dom::parser> spare;

@@ -141,6 +141,12 @@ TEST(Json, RefusesWhatNobodyCouldRead)
     EXPECT_THROW(appendJsonNumber(out, std::numeric_limits<double>::infinity()), std::invalid_argument);
 }
 
+TEST(Json, NothingIsNoValue)
+{
+    EXPECT_FALSE(parseJson(std::string_view(), [](const JsonValue&) { FAIL(); }));
+    EXPECT_FALSE(parseJson("", [](const JsonValue&) { FAIL(); }));
+}
+
 TEST(Json, AVisitorMayParseOnItsOwn)
 {
     std::string seen;
