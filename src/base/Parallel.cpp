@@ -54,7 +54,8 @@ std::size_t workerLimit() noexcept
     return cores;
 }
 
-void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work)
+void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work,
+                 std::size_t aloneUpTo)
 {
     std::atomic<std::size_t> next = 0;
     std::mutex mutex;
@@ -71,9 +72,10 @@ void parallelFor(std::size_t count, FunctionRef<void(std::size_t index, std::siz
         }
     };
 
-    const std::size_t limit = isInBackground ? workerLimit() - 1 : workerLimit();
+    const std::size_t cores = isInBackground ? workerLimit() - 1 : workerLimit();
+    const std::size_t limit = count > aloneUpTo ? std::min(count, cores) : 1;
     std::vector<std::jthread> others;
-    for (std::size_t worker = 1; worker < std::min(count, limit); ++worker) {
+    for (std::size_t worker = 1; worker < limit; ++worker) {
         try {
             others.emplace_back(run, worker);
         } catch (const std::system_error&) {
