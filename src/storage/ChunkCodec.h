@@ -28,6 +28,9 @@ private:
     std::unique_ptr<Tables> tables_;
 };
 
+/// Up to this many chunks starting threads costs more than it saves.
+constexpr std::size_t fewChunks = 4;
+
 /// Codecs for the workers of one parallel task, lent from a pool of the process when a worker first asks. Different
 /// workers may ask at the same time.
 class ChunkCodecs {

@@ -5,14 +5,14 @@
 #include "base/Sha256.h"
 #include "base/Utf8.h"
 #include "storage/ChunkCodec.h"
+#include "storage/ContentReading.h"
 #include "storage/RecoveryError.h"
 #include "storage/RecoveryStore.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
-#include <new>
 #include <span>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace penmark {
@@ -21,64 +21,11 @@ namespace {
 
 constexpr std::string_view selectChunk = "SELECT body FROM chunks WHERE hash=?";
 
-[[noreturn]] void failMissing()
-{
-    throw RecoveryError(RecoveryError::Case::missingContent);
-}
-
-// Below this many chunks starting threads costs more than it saves.
-constexpr std::size_t fewChunks = 4;
-
-void forEachChunk(std::size_t count, FunctionRef<void(std::size_t index, std::size_t worker)> work)
-{
-    if (count > fewChunks) {
-        parallelFor(count, work);
-        return;
-    }
-    for (std::size_t index = 0; index < count; ++index)
-        work(index, 0);
-}
-
 std::string hashOf(const TextSource& text, std::size_t offset, std::size_t length)
 {
     Sha256 hasher;
     text.forEachPiece(offset, length, [&](std::string_view piece) { hasher.add(piece); });
     return hasher.finish();
-}
-
-// The bytes of a chunk in its room; throws unless they are what the hash says. Only the last one may be short.
-std::size_t decodeChunk(ChunkCodec& codec, const std::string& hash, const std::string& body, std::span<char> room,
-                        bool isLast)
-{
-    const auto size = codec.decompress(body, room);
-    if (!size || (!isLast && *size != room.size()) || sha256({room.data(), *size}) != hash)
-        failMissing();
-    return *size;
-}
-
-// Each chunk is decoded in its place. The first one is tried before there is room for all: a damaged manifest may claim
-// any number of them.
-std::string decodeChunks(const std::vector<std::string>& hashes,
-                         const std::unordered_map<std::string_view, std::string>& bodies)
-{
-    if (hashes.empty())
-        return {};
-    constexpr std::size_t chunkSize = ContentStore::chunkSize;
-    const std::size_t last = hashes.size() - 1;
-    ChunkCodecs codecs;
-    std::string text(chunkSize, '\0');
-    std::size_t lastSize = decodeChunk(codecs.of(0), hashes[0], bodies.at(hashes[0]), text, last == 0);
-    text.resize(hashes.size() * chunkSize);
-    forEachChunk(last, [&](std::size_t index, std::size_t worker) {
-        const std::size_t chunk = index + 1;
-        const std::span room(text.data() + chunk * chunkSize, chunkSize);
-        const std::size_t size =
-            decodeChunk(codecs.of(worker), hashes[chunk], bodies.at(hashes[chunk]), room, chunk == last);
-        if (chunk == last)
-            lastSize = size;
-    });
-    text.resize(last * chunkSize + lastSize);
-    return text;
 }
 
 }  // namespace
@@ -92,12 +39,15 @@ void ContentStore::Prepared::hashAll()
         return;
     }
     // The whole text is one long task beside many short ones, so it is begun first.
-    forEachChunk(chunks_.size() + 1, [&](std::size_t index, std::size_t) {
-        if (index == 0)
-            contentHash_ = hashOf(text, 0, text.size());
-        else
-            chunks_[index - 1].hash = hashOf(text, (index - 1) * chunkSize, chunkSize);
-    });
+    parallelFor(
+        chunks_.size() + 1,
+        [&](std::size_t index, std::size_t) {
+            if (index == 0)
+                contentHash_ = hashOf(text, 0, text.size());
+            else
+                chunks_[index - 1].hash = hashOf(text, (index - 1) * chunkSize, chunkSize);
+        },
+        fewChunks);
 }
 
 std::string ContentStore::Prepared::compress(ChunkCodec& codec, std::size_t chunk) const
@@ -159,12 +109,15 @@ void ContentStore::prepare(Prepared& prepared) const
     }
 
     ChunkCodecs codecs;
-    forEachChunk(missing.size(), [&](std::size_t index, std::size_t worker) {
-        const std::size_t chunk = missing[index];
-        std::string body = prepared.compress(codecs.of(worker), chunk);
-        body.shrink_to_fit();  // the codec makes room for a chunk that gets no smaller, and there may be thousands
-        chunks[chunk].body = std::move(body);
-    });
+    parallelFor(
+        missing.size(),
+        [&](std::size_t index, std::size_t worker) {
+            const std::size_t chunk = missing[index];
+            std::string body = prepared.compress(codecs.of(worker), chunk);
+            body.shrink_to_fit();  // the codec makes room for a chunk that gets no smaller, and there may be thousands
+            chunks[chunk].body = std::move(body);
+        },
+        fewChunks);
 }
 
 std::string ContentStore::storeText(const Prepared& prepared)
@@ -192,31 +145,11 @@ std::string ContentStore::storeText(const Prepared& prepared)
 
 std::string ContentStore::loadText(std::string_view contentHash) const
 {
-    std::vector<std::string> hashes;
-    std::unordered_map<std::string_view, std::string> bodies;  // compressed, by chunk hash
-    {
-        const auto hold = store_.lock();
-        hashes = loadManifest(contentHash);
-        Statement select = store_.prepare(selectChunk);
-        for (const std::string& hash : hashes) {
-            const auto [body, isNew] = bodies.try_emplace(hash);
-            if (!isNew)
-                continue;
-            select.bind({hash});
-            if (!select.step())
-                failMissing();
-            body->second = select.text(0);
-        }
-    }
-    try {
-        std::string text = decodeChunks(hashes, bodies);
-        const bool isHashed = hashes.size() == 1 && hashes.front() == contentHash;
-        if ((!isHashed && sha256(text) != contentHash) || !isValidUtf8(text))
-            failMissing();
-        return text;
-    } catch (const std::bad_alloc&) {
-        failMissing();  // a manifest that claims more than there can be
-    }
+    const auto compressed =
+        ContentReading(store_).fetch(contentHash, std::numeric_limits<std::size_t>::max());  // and lets the lock go
+    std::string text;
+    text.resize(compressed->decode(text).size());
+    return text;
 }
 
 std::string ContentStore::previewText(std::string_view contentHash) const
@@ -226,7 +159,7 @@ std::string ContentStore::previewText(std::string_view contentHash) const
         return "(Empty document)";
     const auto rows = store_.query(selectChunk, {hashes.front()});
     if (rows.empty())
-        failMissing();
+        throw RecoveryError(RecoveryError::Case::missingContent);
     std::string chunk(chunkSize, '\0');
     const auto size = ChunkCodecs().of(0).decompress(rows.front().front(), chunk);
     if (!size)
@@ -245,11 +178,11 @@ std::size_t ContentStore::textSize(std::string_view contentHash) const
         return 0;
     const auto rows = store_.query(selectChunk, {hashes.back()});
     if (rows.empty())
-        failMissing();
+        throw RecoveryError(RecoveryError::Case::missingContent);
     std::string chunk(chunkSize, '\0');
     const auto size = ChunkCodecs().of(0).decompress(rows.front().front(), chunk);
     if (!size)
-        failMissing();
+        throw RecoveryError(RecoveryError::Case::missingContent);
     return (hashes.size() - 1) * chunkSize + *size;
 }
 
@@ -257,11 +190,11 @@ std::vector<std::string> ContentStore::loadManifest(std::string_view contentHash
 {
     const auto rows = store_.query("SELECT body FROM content WHERE hash=?", {contentHash});
     if (rows.empty())
-        failMissing();
+        throw RecoveryError(RecoveryError::Case::missingContent);
     try {
         return decodeRecord<std::vector<std::string>>(rows.front().front());
     } catch (const RecordError&) {
-        failMissing();
+        throw RecoveryError(RecoveryError::Case::missingContent);
     }
 }
 
