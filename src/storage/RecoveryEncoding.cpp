@@ -54,17 +54,22 @@ std::optional<std::size_t> markLengthAs(std::string_view bytes, RecoveryEncoding
     return std::nullopt;
 }
 
-std::optional<std::string> decodeBody(std::string_view body, RecoveryEncoding encoding)
+/// The text of a body without its mark; absent if it is none. `room` is where it is put if need be.
+std::optional<std::string_view> decodeBody(std::string_view body, RecoveryEncoding encoding, std::string& room)
 {
-    switch (encoding) {
-    case RecoveryEncoding::utf8:
-    case RecoveryEncoding::utf8BOM:
-        return isValidUtf8(body) ? std::optional<std::string>(body) : std::nullopt;
-    case RecoveryEncoding::utf16LE:
-    case RecoveryEncoding::utf16BE:
-        return utf16ToUtf8(body, byteOrderOf(encoding));
-    }
-    return std::nullopt;  // not reached: every encoding is named above
+    if (encoding == RecoveryEncoding::utf8 || encoding == RecoveryEncoding::utf8BOM)
+        return isValidUtf8(body) ? std::optional(body) : std::nullopt;
+    auto text = utf16ToUtf8(body, byteOrderOf(encoding));
+    if (!text)
+        return std::nullopt;
+    room = std::move(*text);
+    return room;
+}
+
+/// Whether the first bytes announce no encoding, and a NUL says that it is no text either.
+bool isBinary(std::string_view bytes, RecoveryEncoding announced)
+{
+    return announced == RecoveryEncoding::utf8 && bytes.find('\0') != std::string_view::npos;
 }
 
 /// The text in the encoding without a mark; absent if it is not valid UTF-8. `room` is where it is put if need be.
@@ -162,18 +167,27 @@ DecodedText decodeText(std::string_view bytes)
     // A file whose mark is not borne out by its body is no other text either: in UTF-8 without a mark, FE and FF are
     // never valid, and neither is the rest behind an intact EF BB BF.
     const RecoveryEncoding encoding = announcedEncoding(bytes);
-    if (encoding == RecoveryEncoding::utf8 && bytes.find('\0') != std::string_view::npos)
+    if (isBinary(bytes, encoding))
         throw RecoveryError(RecoveryError::Case::unsupportedText);
     return {decodeText(bytes, encoding), encoding};
 }
 
+std::optional<std::string_view> decodeTextInto(std::string_view bytes, std::string& room)
+{
+    const RecoveryEncoding encoding = announcedEncoding(bytes);
+    if (isBinary(bytes, encoding))
+        return std::nullopt;
+    return decodeBody(bytes.substr(markOf(encoding).size()), encoding, room);
+}
+
 std::string decodeText(std::string_view bytes, RecoveryEncoding encoding)
 {
+    std::string room;
     const auto markLength = markLengthAs(bytes, encoding);
-    auto text = markLength ? decodeBody(bytes.substr(*markLength), encoding) : std::nullopt;
+    const auto text = markLength ? decodeBody(bytes.substr(*markLength), encoding, room) : std::nullopt;
     if (!text)
         throw RecoveryError(RecoveryError::Case::unsupportedText);
-    return std::move(*text);
+    return text->data() == room.data() ? std::move(room) : std::string(*text);
 }
 
 std::string encodeText(std::string_view text, RecoveryEncoding encoding)

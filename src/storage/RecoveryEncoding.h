@@ -37,6 +37,10 @@ struct DecodedText {
 /// encodeText gives back the same bytes. Throws RecoveryError `unsupportedText`. Any thread.
 DecodedText decodeText(std::string_view bytes);
 
+/// The text that decodeText gives, absent where it throws: for many files, of which some are no text. UTF-8 is returned
+/// as a part of `bytes` and nothing is copied; UTF-16 as what `room` then holds. Any thread.
+std::optional<std::string_view> decodeTextInto(std::string_view bytes, std::string& room);
+
 /// A file's bytes as text in the encoding that somebody chose, whatever its first bytes announce. The encoding's own
 /// mark is dropped if it is there; the mark of another one refuses the file. As `utf8` nothing is dropped: a mark is
 /// text then, and NUL is allowed. So what encodeText made of a text always gives that text. Throws RecoveryError
