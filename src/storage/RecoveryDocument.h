@@ -79,6 +79,7 @@ struct RecoveryDocumentHeader {
     std::string title;
     std::optional<std::string> displayTitle;
     std::optional<std::string> externalPath;
+    std::optional<Uuid> head;
     bool missingOriginal = false;
     bool deleted = false;
     Date createdAt;
@@ -93,6 +94,7 @@ struct RecoveryDocumentHeader {
                           field("title", &R::title),
                           field("displayTitle", &R::displayTitle),
                           field("externalPath", &R::externalPath),
+                          field("head", &R::head),
                           field("missingOriginal", &R::missingOriginal),
                           field("deleted", &R::deleted),
                           field("createdAt", &R::createdAt),

@@ -340,7 +340,7 @@ TEST_F(DocumentStoreTest, ReadsHeadersOfAllThatCanBeListed)
         [&](RecoveryDocumentHeader&& header) { headers.emplace(header.id, std::move(header)); });
     EXPECT_EQ(problems.size(), 2u);
     ASSERT_EQ(headers.size(), 2u);
-    const RecoveryDocumentHeader expected{full.id, "Title", "Shown",        "/tmp/a",
+    const RecoveryDocumentHeader expected{full.id, "Title", "Shown",        "/tmp/a",      full.head,
                                           true,    true,    full.createdAt, full.updatedAt};
     EXPECT_EQ(headers.at(full.id), expected);
     EXPECT_EQ(headers.at(full.id).shownTitle(), "Shown");
