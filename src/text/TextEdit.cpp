@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <tuple>
 #include <utility>
 
 namespace penmark {
@@ -179,10 +180,22 @@ TextEdit TextEdit::inverse(const TextSnapshot& before) const
     std::vector<Replacement> places;
     places.reserve(replacements_.size());
     TextBuilder removed;
+    constexpr std::size_t shortBytes = 512;
+    Utf8Offset pieceStart;
+    std::string_view piece;
     for (std::size_t index = 0; index < replacements_.size(); ++index) {
         const Replacement& replacement = replacements_[index];
         places.push_back({shifted(replacement.start, shiftBefore(index)), replacement.inserted, replacement.removed});
-        removed.append(before, {replacement.start, replacement.end()});
+        if (replacement.removed == 0)
+            continue;
+        if (replacement.start < pieceStart || replacement.start >= pieceStart + piece.size())
+            std::tie(pieceStart, piece) = before.pieceAt(replacement.start);
+        // Many short ones stand in one piece, and are copied in any case.
+        const std::size_t from = replacement.start - pieceStart;
+        if (replacement.removed <= shortBytes && from + replacement.removed <= piece.size())
+            removed.append(piece.substr(from, replacement.removed));
+        else
+            removed.append(before, {replacement.start, replacement.end()});
     }
     return {std::move(places), std::move(removed).build()};
 }
@@ -228,6 +241,26 @@ void TextEdit::map(std::span<Utf8Offset> ascending, Stickiness stickiness) const
             ++index;
         position = mapNear(position, index, stickiness);
     }
+}
+
+void mapRanges(std::vector<Utf8Range>& ranges, const TextEdit& edit)
+{
+    if (ranges.empty() || edit.empty())
+        return;
+    const Utf8Range span = edit.spanBefore();
+    const std::size_t shift = edit.spanAfter().size() - span.size();  // modulo 2^64
+    const auto first = std::partition_point(ranges.begin(), ranges.end(),
+                                            [&](const Utf8Range& each) { return each.end < span.start; });
+    auto range = first;
+    for (; range != ranges.end() && range->start <= span.end; ++range) {
+        range->start = edit.map(range->start, Stickiness::after);
+        range->end = std::max(range->start, edit.map(range->end, Stickiness::before));
+    }
+    for (auto behind = range; shift != 0 && behind != ranges.end(); ++behind) {
+        behind->start += shift;
+        behind->end += shift;
+    }
+    ranges.erase(std::remove_if(first, range, [](const Utf8Range& each) { return each.empty(); }), range);
 }
 
 void TextEditBuilder::replace(Utf8Range range, std::string_view with)

@@ -73,6 +73,11 @@ private:
     TextSnapshot inserted_;
 };
 
+/// Moves ranges, which ascend and do not overlap, along an edit: text that is inserted at the ends of one stays
+/// outside, and those of whose text nothing is left go. There may be very many of them: only those that the edit
+/// reaches cost more than an addition.
+void mapRanges(std::vector<Utf8Range>& ranges, const TextEdit& edit);
+
 /// Collects an edit place by place, in ascending order. Replacements that touch become one; those that neither remove
 /// nor insert are left out.
 class TextEditBuilder {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 namespace penmark::detail {
@@ -102,9 +103,11 @@ TextNodePointer treeOf(std::vector<TextNodePointer> nodes)
 /// Walks a tree along the replacements of an edit and makes anew what they touch.
 class Rebuild {
 public:
-    Rebuild(std::span<const Replacement> replacements, const TextNodePointer& inserted)
-        : replacements_(replacements), inserted_(inserted)
-    {}
+    Rebuild(std::span<const Replacement> replacements, const TextNodePointer& inserted) : replacements_(replacements)
+    {
+        if (inserted)
+            inserted_.emplace(*inserted);
+    }
 
     // Appends what becomes of the node: any number of nodes of its height.
     void node(const TextNodePointer& node, std::size_t start, std::vector<TextNodePointer>& out)
@@ -143,11 +146,10 @@ private:
             const Replacement& replacement = replacements_[next_];
             pieces.share(leaf, at - start, replacement.start.value - at);
             if (replacement.inserted)
-                forEachLeaf(*inserted_, {Utf8Offset(insertedAt_), Utf8Offset(insertedAt_ + replacement.inserted)},
-                            [&](const TextLeaf& from, std::size_t offset, std::size_t length) {
-                                pieces.share(from, offset, length);
-                                return true;
-                            });
+                inserted_->forEach({Utf8Offset(insertedAt_), Utf8Offset(insertedAt_ + replacement.inserted)},
+                                   [&](const TextLeaf& from, std::size_t offset, std::size_t length) {
+                                       pieces.share(from, offset, length);
+                                   });
             insertedAt_ += replacement.inserted;
             removedUpTo_ = replacement.end().value;
             at = std::min(removedUpTo_, end);
@@ -158,7 +160,7 @@ private:
     }
 
     std::span<const Replacement> replacements_;
-    const TextNodePointer& inserted_;
+    std::optional<LeafWalk> inserted_;
     std::size_t next_ = 0;         // replacement
     std::size_t insertedAt_ = 0;   // of the inserted text, what comes next
     std::size_t removedUpTo_ = 0;  // of the old text

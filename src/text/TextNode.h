@@ -92,6 +92,35 @@ TextNodePointer replace(const TextNodePointer& root, std::span<const Replacement
 bool forEachLeaf(const TextNode& root, Utf8Range range,
                  FunctionRef<bool(const TextLeaf& leaf, std::size_t from, std::size_t length)> call);
 
+/// Calls with the leaves of one range after another, which mostly ascend: it goes down from the root only where a range
+/// leaves the leaf of the one before. What it walks outlives it.
+class LeafWalk {
+public:
+    explicit LeafWalk(const TextNode& root) : root_(root) {}
+
+    template <class Call>
+    void forEach(Utf8Range range, Call call)
+    {
+        if (leaf_ && range.start >= start_ && range.end <= start_ + leaf_->summary.bytes) {
+            call(*leaf_, range.start - start_, range.size());
+            return;
+        }
+        Utf8Offset at = range.start;
+        forEachLeaf(root_, range, [&](const TextLeaf& leaf, std::size_t from, std::size_t length) {
+            leaf_ = &leaf;
+            start_ = at - from;
+            at += length;
+            call(leaf, from, length);
+            return true;
+        });
+    }
+
+private:
+    const TextNode& root_;
+    const TextLeaf* leaf_ = nullptr;
+    Utf8Offset start_;  // of the leaf
+};
+
 std::size_t treeBytes(const TextNode& node);
 void checkTree(const TextNode& node, bool isRoot);
 

@@ -90,6 +90,10 @@ Class classOf(char32_t character)
     return u_hasBinaryProperty(c, UCHAR_EXTENDED_PICTOGRAPHIC) ? pictograph : other;
 }
 
+// Looking around one place takes as long as walking over so many bytes.
+constexpr std::size_t bytesPerPlace = 128;
+constexpr std::size_t manyPlaces = 1'000;
+
 constexpr std::uint8_t starts_word = 1;
 constexpr std::uint8_t is_counted = 2;
 
@@ -295,6 +299,10 @@ TextCounts TextStatistics::count(const TextSnapshot& text, Utf8Range range)
 void TextStatistics::update(const TextSnapshot& before, const TextEdit& edit, const TextSnapshot& after)
 {
     const auto places = edit.replacements();
+    if (places.size() >= manyPlaces && after.end().value / places.size() < bytesPerPlace) {
+        counts_ = TextStatistics(after).counts_;
+        return;
+    }
     std::size_t removed = 0;  // by the places up to here
     std::size_t inserted = 0;
     for (std::size_t i = 0; i < places.size();) {

@@ -47,7 +47,7 @@ public:
     /// Walks the whole text, at some hundred MB/s.
     explicit TextStatistics(const TextSnapshot& text);
 
-    /// Takes O(size of the edit and of what it removes).
+    /// Takes O(size of the edit and of what it removes), and never much longer than counting the text anew.
     void update(const TextSnapshot& before, const TextEdit& edit, const TextSnapshot& after);
 
     const TextCounts& counts() const { return counts_; }

@@ -117,5 +117,26 @@ TEST(TextStatistics, AKeyPressCostsNothingInALargeText)
     EXPECT_LT(took(), granted(0.001) * 1000);
 }
 
+// As replacing all makes them, close together or not.
+TEST(TextStatistics, ManyPlacesTakeNoLongerThanTheWholeText)
+{
+    for (const std::size_t distance : {20U, 2'000U}) {
+        std::string words;
+        TextEditBuilder builder;
+        for (std::size_t place = 0; place < (distance == 20 ? 400'000U : 4'000U); ++place) {
+            words += "it's " + std::string(distance, place % 3 ? 'x' : '.');
+            builder.replace({Utf8Offset(words.size() - 2), Utf8Offset(words.size())}, place % 2 ? "'s" : " é");
+        }
+        const TextSnapshot text(std::move(words));
+        const TextEdit edit = std::move(builder).build();
+        const TextSnapshot after = text.apply(edit);
+        TextStatistics statistics(text);
+        const auto begin = cpuTime();
+        statistics.update(text, edit, after);
+        EXPECT_LT(std::chrono::duration<double>(cpuTime() - begin).count(), granted(0.06)) << distance;
+        EXPECT_EQ(statistics.counts(), TextStatistics(after).counts()) << distance;
+    }
+}
+
 }  // namespace
 }  // namespace penmark
