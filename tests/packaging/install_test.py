@@ -15,8 +15,10 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 ID = "org.penmark.Penmark"
 WITH_APP = os.environ["WITH_APP"] == "1"
 
-ALWAYS = """
+SCANNER = "lib/penmark/Contents/Helpers/rg"  # a link to a program of another package
+ALWAYS = f"""
     bin/penmarkctl
+    {SCANNER}
     share/man/man1/penmarkctl.1
     share/bash-completion/completions/penmarkctl
     share/zsh/site-functions/_penmarkctl
@@ -62,12 +64,25 @@ class InstallTest(unittest.TestCase):
             path = self.root / "usr" / name
             self.assertGreater(path.stat().st_size, 0, name)
             # What stands beside a script that is meant to be read need not be executable.
-            if name.startswith("bin/"):
+            if path.is_symlink():
+                self.assertEqual(name, SCANNER)
+            elif name.startswith("bin/"):
                 self.assertEqual(path.stat().st_mode & 0o777, 0o755, name)
             elif not name.endswith(".py"):
                 self.assertEqual(path.stat().st_mode & 0o777, 0o644, name)
         version = subprocess.run([self.root / "usr/bin/penmarkctl", "--version"], capture_output=True, text=True)
         self.assertEqual(version.stdout, f"penmarkctl {os.environ['VERSION']}\n")
+
+    def test_the_scanner_lists_files(self):
+        scanner = self.root / "usr" / SCANNER
+        self.assertTrue(os.path.isabs(os.readlink(scanner)), "it would lead elsewhere once it is installed")
+        with tempfile.TemporaryDirectory() as folder:
+            (pathlib.Path(folder) / "a file").write_text("text")
+            listed = subprocess.run([scanner, "--files", "--null", "--no-config", "--", "."], cwd=folder,
+                                    capture_output=True, text=True, check=True)
+        self.assertEqual(listed.stdout, "./a file\0")
+        package = (SOURCE / "packaging/CMakeLists.txt").read_text()
+        self.assertRegex(package, r'CPACK_DEBIAN_PACKAGE_DEPENDS "[^"]*\bripgrep\b')
 
     def desktop(self):
         parser = configparser.ConfigParser(interpolation=None, delimiters=("=",))
