@@ -94,6 +94,11 @@ fs::path documentsFolder(const Environment& environment)
     return folder.value_or(home / "Documents");
 }
 
+fs::path searchIndexFolder(const Environment& environment)
+{
+    return absolutePath(environment, "XDG_CACHE_HOME").value_or(homeFolder(environment) / ".cache") / "penmark";
+}
+
 RecoveryConfiguration RecoveryConfiguration::fromEnvironment(const Environment& environment)
 {
     RecoveryConfiguration configuration;

@@ -17,6 +17,9 @@ Environment currentEnvironment();
 /// The user's documents folder: what user-dirs.dirs says, or "Documents" in the home folder. It may not exist.
 std::filesystem::path documentsFolder(const Environment& environment);
 
+/// Where what only speeds searches up is kept: "penmark" in the user's cache folder. It may not exist.
+std::filesystem::path searchIndexFolder(const Environment& environment);
+
 /// Where the library is.
 struct RecoveryConfiguration {
     std::filesystem::path root;                       ///< the library folder
