@@ -39,6 +39,9 @@ public:
     /// What it has written so far.
     std::string outputUntilNow() const;
 
+    /// Sends it a signal.
+    void interrupt(int signal) const;
+
     /// Waits for its end.
     ProgramResult wait();
 

@@ -144,7 +144,7 @@ TEST_F(StreamsTest, AnInterruptedImportKeepsWhatItPrinted)
         RunningProgram program(call({"import", "tree"}));
         while (split(program.outputUntilNow()).size() < 20)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        kill(program.processID(), signal);
+        program.interrupt(signal);
         const ProgramResult result = program.wait();
         EXPECT_EQ(result.status, 128 + signal);
         EXPECT_EQ(result.errors, "");
