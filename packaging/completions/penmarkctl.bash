@@ -19,7 +19,7 @@ _penmarkctl_files()
 _penmarkctl()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="status documents new import open write cat discard save history diff restore export verify sessions session workspaces workspace projects project closed reopen checkpoints checkpoint calendar"
+    local commands="status documents new import open write cat discard save history diff restore search export verify sessions session workspaces workspace projects project closed reopen checkpoints checkpoint calendar"
     local session="show new rename close reopen move delete"
     local workspace="show new rename link unlink close reopen remove"
     local project="add remove"
@@ -38,7 +38,8 @@ _penmarkctl()
     for ((i = 1; i < COMP_CWORD; ++i)); do
         word=${COMP_WORDS[i]}
         case $word in
-            --library | --title | --language | --parent | --revision | --limit | --offset | --document)
+            --library | --title | --language | --parent | --revision | --limit | --offset | --document | --session | --workspace | \
+                --project | --checkpoint | --folder | --mode | --field | --type | --path-filter)
                 [[ ${COMP_WORDS[i + 1]} == "=" ]] && ((++i))
                 ((++i))
                 # The words are as they were typed, so quotes and "~" still have to be taken as the shell takes them.
@@ -84,7 +85,23 @@ _penmarkctl()
             _penmarkctl_ids 1 documents
             return
             ;;
-        --title | --language | --limit | --offset) return ;;
+        --session | --workspace | --project | --checkpoint)
+            _penmarkctl_ids 1 "${prev#--}s"
+            return
+            ;;
+        --folder)
+            _penmarkctl_files -d
+            return
+            ;;
+        --mode)
+            mapfile -t COMPREPLY < <(compgen -W "literal regex normalized typo" -- "$cur")
+            return
+            ;;
+        --field)
+            mapfile -t COMPREPLY < <(compgen -W "contents names both" -- "$cur")
+            return
+            ;;
+        --title | --language | --limit | --offset | --type | --path-filter) return ;;
     esac
 
     if [[ $cur == -* ]]; then
@@ -97,6 +114,7 @@ _penmarkctl()
             write) options+=" --parent" ;;
             cat) options+=" --revision" ;;
             history) options+=" --json --limit --offset" ;;
+            search) options+=" --all --history --document --session --workspace --project --checkpoint --folder --mode --field --case-sensitive --whole-word --type --path-filter --hidden --no-ignore --large-files --limit --json --report" ;;
             export) options+=" --all" ;;
             sessions) options+=" --json" ;;
             "session new") options+=" --title --parent" ;;

@@ -48,6 +48,12 @@ const Option& findLetter(std::string_view word, std::span<const Option* const> k
     throw UsageError("unknown option “" + std::string(word) + "”");
 }
 
+void requireUtf8(const Option& option, std::string_view value)
+{
+    if (!isValidUtf8(value))
+        throw UsageError("the value of “--" + std::string(option.name) + "” is not valid UTF-8");
+}
+
 }  // namespace
 
 std::string suggestion(std::string_view typed, std::span<const std::string_view> names, std::string_view prefix)
@@ -137,11 +143,24 @@ std::optional<std::string> Arguments::value(const Option& option) const
 std::optional<std::string> Arguments::text(const Option& option) const
 {
     auto given = value(option);
-    if (given && !isValidUtf8(*given))
-        throw UsageError("the value of “--" + std::string(option.name) + "” is not valid UTF-8");
+    if (given)
+        requireUtf8(option, *given);
     if (given && given->empty())
         given.reset();
     return given;
+}
+
+std::vector<std::string> Arguments::texts(const Option& option) const
+{
+    std::vector<std::string> found;
+    for (const auto& [given, text] : options_) {
+        if (given->name != option.name)
+            continue;
+        requireUtf8(option, text);
+        if (!text.empty())
+            found.push_back(text);
+    }
+    return found;
 }
 
 std::optional<std::int64_t> Arguments::number(const Option& option) const

@@ -56,6 +56,9 @@ public:
     /// The same for a record: an empty one is none. Throws UsageError unless it is valid UTF-8.
     std::optional<std::string> text(const Option& option) const;
 
+    /// The same of an option that may be given several times, all of them.
+    std::vector<std::string> texts(const Option& option) const;
+
     /// A whole number from 0 on; throws UsageError if it is something else.
     std::optional<std::int64_t> number(const Option& option) const;
 

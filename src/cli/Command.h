@@ -69,6 +69,31 @@ inline constexpr Option document{"document", "ID", "cover the newest revision of
 inline constexpr Option limit{"limit", "N", "list at most N revisions, 0 for all (100 unless given)"};
 inline constexpr Option offset{"offset", "N", "leave out the N newest revisions"};
 
+// Of a search: where,
+inline constexpr Option searchAll{"all", "", "search the newest texts of all documents (unless told otherwise)"};
+inline constexpr Option searchHistory{"history", "", "search all stored revisions, of discarded documents too"};
+inline constexpr Option inDocument{"document", "ID", "search this document"};
+inline constexpr Option inSession{"session", "ID", "search this session and those nested in it"};
+inline constexpr Option inWorkspace{"workspace", "ID", "search what this workspace links"};
+inline constexpr Option inProject{"project", "ID", "search the files of this project folder"};
+inline constexpr Option inCheckpoint{"checkpoint", "ID", "search the revisions that this checkpoint keeps"};
+inline constexpr Option inFolder{"folder", "PATH", "search the files of the folder PATH"};
+// how,
+inline constexpr Option matchMode{"mode", "MODE", "literal (unless given), regex, normalized or typo"};
+inline constexpr Option searchedField{"field", "FIELD", "contents (unless given), names or both"};
+inline constexpr Option caseSensitive{"case-sensitive", "", "tell capital letters from small ones"};
+inline constexpr Option wholeWord{"whole-word", "", "find whole words only"};
+// among which files,
+inline constexpr Option fileType{"type", "EXT", "search files with this extension; may be repeated"};
+inline constexpr Option pathFilter{"path-filter", "TEXT", "search files whose path in the folder holds TEXT"};
+inline constexpr Option hidden{"hidden", "", "search hidden files too"};
+inline constexpr Option noIgnore{"no-ignore", "", "search files that ignore rules exclude too"};
+inline constexpr Option largeFiles{"large-files", "", "search texts up to 128 MiB instead of 16"};
+// and what is printed.
+inline constexpr Option hitLimit{"limit", "N", "find at most N hits, 0 for all (10,000 unless given)"};
+inline constexpr Option hitObjects{"json", "", "print one JSON object a hit"};
+inline constexpr Option searchReport{"report", "", "print one JSON object about the search instead of hits"};
+
 }  // namespace options
 
 namespace commands {
@@ -84,6 +109,7 @@ int discard(CommandContext& context, const Arguments& arguments);
 int save(CommandContext& context, const Arguments& arguments);
 int history(CommandContext& context, const Arguments& arguments);
 int diff(CommandContext& context, const Arguments& arguments);
+int search(CommandContext& context, const Arguments& arguments);
 int restore(CommandContext& context, const Arguments& arguments);
 int exportDocuments(CommandContext& context, const Arguments& arguments);
 int verify(CommandContext& context, const Arguments& arguments);

@@ -106,6 +106,22 @@ std::vector<Command> documentCommands()
          "Store the text of a revision as a new document and print its identifier",
          "The document, its history and its file stay as they are.\n",
          commands::restore},
+        {"search",
+         "QUERY",
+         1,
+         1,
+         {&searchAll, &searchHistory, &inDocument,    &inSession,     &inWorkspace, &inProject,   &inCheckpoint,
+          &inFolder,  &matchMode,     &searchedField, &caseSensitive, &wholeWord,   &fileType,    &pathFilter,
+          &hidden,    &noIgnore,      &largeFiles,    &hitLimit,      &hitObjects,  &searchReport},
+         "Search texts or names for QUERY",
+         "Prints title or path, line, column in UTF-16 units and the line, with a colon behind each but the last; of "
+         "a\n"
+         "stored revision “TITLE@REVISION”, and of a hit in a name that alone. On a terminal the match has a colour\n"
+         "unless NO_COLOR is set. The exit status is 0 with hits, 1 without, and 2 if there are none and something "
+         "went\n"
+         "wrong.\n",
+         commands::search,
+         2},
         {"export",
          "DIR",
          1,

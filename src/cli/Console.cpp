@@ -6,7 +6,9 @@
 #include "cli/Interruption.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 
 #include <poll.h>
@@ -18,7 +20,8 @@ namespace penmark::cli {
 namespace {
 
 constexpr std::size_t bufferSize = 65'536;
-constexpr std::size_t widestField = 44;  // columns; an identifier takes 36
+constexpr std::size_t surelyTaken = PIPE_BUF;  // bytes, by a pipe that has room at all
+constexpr std::size_t widestField = 44;        // columns; an identifier takes 36
 constexpr auto progressInterval = std::chrono::milliseconds(100);
 constexpr auto firstProgress = std::chrono::milliseconds(300);
 
@@ -26,6 +29,25 @@ bool understandsEscapes()
 {
     const char* terminal = std::getenv("TERM");
     return terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+std::string_view escapeFor(Colour colour)
+{
+    switch (colour) {
+    case Colour::plain:
+        return "\x1b[m";
+    case Colour::red:
+        return "\x1b[31m";
+    case Colour::green:
+        return "\x1b[32m";
+    case Colour::cyan:
+        return "\x1b[36m";
+    case Colour::magenta:
+        return "\x1b[35m";
+    case Colour::boldRed:
+        return "\x1b[1;31m";
+    }
+    return {};
 }
 
 bool wantsColours()
@@ -45,6 +67,15 @@ void writeError(std::string_view bytes)
             return;
         bytes.remove_prefix(static_cast<std::size_t>(put));
     }
+}
+
+// A signal that comes just before a write that blocks would not end it, so nothing is written that might block.
+void waitForRoom()
+{
+    constexpr int moment = 20;  // milliseconds
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    while (poll(&output, 1, moment) <= 0)
+        stopIfInterrupted();
 }
 
 }  // namespace
@@ -75,11 +106,23 @@ void Console::printLine(std::string_view text)
 
 void Console::printTextLine(std::string_view line, Colour colour)
 {
-    const bool isColoured = showsColours_ && colour != Colour::plain;
-    if (isColoured)
-        print(std::string("\x1b[3") + static_cast<char>(colour) + "m");
-    print(isOutputTerminal_ ? printableLine(line) : std::string(line));
-    print(isColoured ? "\x1b[m\n" : "\n");
+    printTextLine(std::array{ColouredText{line, colour}});
+}
+
+void Console::printTextLine(std::span<const ColouredText> parts)
+{
+    for (const auto& [text, colour] : parts) {
+        const bool isColoured = showsColours_ && colour != Colour::plain && !text.empty();
+        if (isColoured)
+            print(escapeFor(colour));
+        if (isOutputTerminal_)
+            print(printableLine(text));
+        else
+            print(text);
+        if (isColoured)
+            print("\x1b[m");
+    }
+    print("\n");
 }
 
 void Console::printRecord(std::string_view json)
@@ -140,22 +183,19 @@ void Console::flush()
 
 void Console::writeOut(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const ssize_t put = ::write(STDOUT_FILENO, bytes.data(), std::min(bytes.size(), bufferSize));
+    for (std::size_t written = 0; !bytes.empty();) {
+        waitForRoom();
+        const ssize_t put = ::write(STDOUT_FILENO, bytes.data(), std::min(bytes.size(), surelyTaken));
         if (put >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(put));
-            if (!bytes.empty())
+            written += static_cast<std::size_t>(put);
+            if (!bytes.empty() && written >= bufferSize)
                 stopIfInterrupted();
         } else if (errno == EINTR) {
             stopIfInterrupted();
-        } else if (errno == EAGAIN) {
-            // Some programs leave the terminal or pipe they shared with us in non-blocking mode.
-            pollfd output{STDOUT_FILENO, POLLOUT, 0};
-            poll(&output, 1, -1);
-            stopIfInterrupted();
         } else if (errno == EPIPE) {
             throw OutputClosed();
-        } else {
+        } else if (errno != EAGAIN) {  // some programs leave what they shared with us in non-blocking mode
             throw SystemError(errno, "standard output");
         }
     }

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,8 +13,14 @@ namespace penmark::cli {
 /// Whoever reads standard output has gone away. No failure: nobody is left to be told.
 struct OutputClosed {};
 
-/// Of a line, where colours are wanted.
-enum class Colour : char { plain = '0', red = '1', green = '2', cyan = '6' };
+/// Of a line, or of a part of one, where colours are wanted.
+enum class Colour { plain, red, green, cyan, magenta, boldRed };
+
+/// A part of a line.
+struct ColouredText {
+    std::string_view text;
+    Colour colour = Colour::plain;
+};
 
 /// Standard output, standard error and the progress line, which may all be the same terminal. One thread.
 class Console {
@@ -34,6 +41,9 @@ public:
     /// A line of a document's text. On a terminal tabs stay, what else could steer it is made printable, and the line
     /// has the colour, unless NO_COLOR is set or the terminal knows none.
     void printTextLine(std::string_view line, Colour colour);
+
+    /// The same of parts with colours of their own.
+    void printTextLine(std::span<const ColouredText> parts);
 
     /// A stored record on a line of its own: the bytes as they are kept.
     void printRecord(std::string_view json);

@@ -33,9 +33,14 @@ void deferInterruptions()
     }
 }
 
+bool isInterrupted()
+{
+    return received != 0;
+}
+
 void stopIfInterrupted()
 {
-    if (received != 0)
+    if (isInterrupted())
         throw Cancelled();
 }
 
@@ -43,6 +48,20 @@ void endIfInterrupted()
 {
     if (received != 0)
         endBySignal(received);
+}
+
+InterruptionsElsewhere::InterruptionsElsewhere()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+}
+
+InterruptionsElsewhere::~InterruptionsElsewhere()
+{
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 void endBySignal(int signal)

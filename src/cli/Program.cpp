@@ -6,6 +6,7 @@
 #include "cli/Help.h"
 #include "cli/Interruption.h"
 #include "organization/SessionError.h"
+#include "search/TextSearchError.h"
 #include "storage/RecoveryError.h"
 
 #include <csignal>
@@ -111,6 +112,8 @@ int runProgram(const std::vector<std::string>& words)
     } catch (const RecoveryError& error) {
         status = fail(attempt, error.what());
     } catch (const SessionError& error) {
+        status = fail(attempt, error.what());
+    } catch (const TextSearchError& error) {
         status = fail(attempt, error.what());
     } catch (const SystemError& error) {
         status = fail(attempt, error.what());

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cli/SessionAccess.h"
 
+#include "base/SystemError.h"
 #include "organization/SessionLibraryStore.h"
 #include "organization/Sessions.h"
 #include "storage/RecoveryStore.h"
 #include "storage/WindowStore.h"
 
+#include <cerrno>
+#include <filesystem>
 #include <set>
 
 namespace penmark::cli {
@@ -49,6 +52,17 @@ bool printItemRecords(Console& console, RecoveryStore& store, std::string_view k
     for (const std::string& record : records)
         console.printRecord(record);
     return isSound;
+}
+
+std::string folderPath(const std::string& typed)
+{
+    std::error_code error;
+    const auto path = std::filesystem::canonical(typed, error);
+    if (error)
+        throw SystemError(error.value(), typed);
+    if (!std::filesystem::is_directory(path, error))
+        throw SystemError(ENOTDIR, typed);
+    return path.native();
 }
 
 std::string openOrClosed(bool isOpen)

@@ -23,6 +23,10 @@ void changeSessions(RecoveryStore& store, FunctionRef<void(SessionLibrary&)> cha
 /// it is said on standard error.
 bool printItemRecords(Console& console, RecoveryStore& store, std::string_view kind);
 
+/// The path of a project folder: absolute and without links, so that a folder has one. Throws SystemError if it is no
+/// folder.
+std::string folderPath(const std::string& typed);
+
 /// "open" or "closed".
 std::string openOrClosed(bool isOpen);
 

@@ -12,9 +12,11 @@ TEST_F(ReadOnlyTest, WhatOnlyReadsWorksOnAReadOnlyDisk)
     const std::string id = line({"new", "--title", "a title"}, "text\n");
     const std::string session = line({"session", "new", "--title", "a session"});
     const std::string checkpoint = line({"checkpoint", "keep"});
-    const std::vector<Words> reading{{"status"}, {"documents"}, {"cat", id},     {"history", id},
-                                     {"verify"}, {"sessions"},  {"workspaces"},  {"projects"},
-                                     {"closed"}, {"calendar"},  {"checkpoints"}, {"checkpoint", "show", checkpoint}};
+    const std::vector<Words> reading{{"status"},        {"documents"},   {"cat", id},
+                                     {"history", id},   {"verify"},      {"sessions"},
+                                     {"workspaces"},    {"projects"},    {"closed"},
+                                     {"calendar"},      {"checkpoints"}, {"checkpoint", "show", checkpoint},
+                                     {"search", "text"}};
     std::vector<std::string> before;
     for (const Words& words : reading)
         before.push_back(output(words));

@@ -1,30 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "organization/Projects.h"
 
-#include "base/SystemError.h"
 #include "cli/Command.h"
 #include "cli/IdPrefix.h"
 #include "cli/SessionAccess.h"
 
-#include <filesystem>
-
 namespace penmark::cli {
-
-namespace {
-
-// Absolute and without links, so that a folder has one path. Throws SystemError if it is no folder.
-std::string folderPath(const std::string& typed)
-{
-    std::error_code error;
-    const auto path = std::filesystem::canonical(typed, error);
-    if (error)
-        throw SystemError(error.value(), typed);
-    if (!std::filesystem::is_directory(path, error))
-        throw SystemError(ENOTDIR, typed);
-    return path.native();
-}
-
-}  // namespace
 
 int commands::projects(CommandContext& context, const Arguments& arguments)
 {
