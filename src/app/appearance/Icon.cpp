@@ -112,6 +112,8 @@ QPainterPath outline(IconShape shape)
         return lines({{4, 6}, {8, 10}, {12, 6}});
     case IconShape::chevronRight:
         return lines({{6, 4}, {10, 8}, {6, 12}});
+    case IconShape::chevronUp:
+        return lines({{4, 10}, {8, 6}, {12, 10}});
     case IconShape::close:
         path.addPath(lines({{4, 4}, {12, 12}}));
         path.addPath(lines({{12, 4}, {4, 12}}));

@@ -15,6 +15,7 @@ enum class IconShape {
     check,
     chevronDown,
     chevronRight,
+    chevronUp,
     close,
     document,
     folder,

@@ -100,36 +100,19 @@ void EditorView::textChanged(const TextChange& change)
             QGuiApplication::inputMethod()->reset();
         }
         findMarks_.clear();
+        searchedRange_.reset();
         layout_.setTabColumns(document_.options().tabWidth);
     }
-    mapFindMarks(edit);
+    mapRanges(findMarks_, edit);
+    if (searchedRange_)
+        searchedRange_ = {edit.map(searchedRange_->start, Stickiness::before),
+                          edit.map(searchedRange_->end, Stickiness::after)};
     announceTextChange(*this, change);
     scheduleWork(20);
     // Whoever edited through this view draws at once; for edits from elsewhere this is the only call.
     if (!std::exchange(refreshPosted_, true))
         QMetaObject::invokeMethod(
             this, [this] { refresh(false); }, Qt::QueuedConnection);
-}
-
-// There may be very many of them, and nearly all are before or behind all that was changed.
-void EditorView::mapFindMarks(const TextEdit& edit)
-{
-    if (findMarks_.empty() || edit.empty())
-        return;
-    const Utf8Range span = edit.spanBefore();
-    const std::size_t shift = edit.spanAfter().size() - span.size();  // modulo 2^64
-    const auto first = std::partition_point(findMarks_.begin(), findMarks_.end(),
-                                            [&](const Utf8Range& each) { return each.end < span.start; });
-    auto mark = first;
-    for (; mark != findMarks_.end() && mark->start <= span.end; ++mark) {
-        mark->start = edit.map(mark->start, Stickiness::after);
-        mark->end = std::max(mark->start, edit.map(mark->end, Stickiness::before));
-    }
-    for (auto behind = mark; shift != 0 && behind != findMarks_.end(); ++behind) {
-        behind->start += shift;
-        behind->end += shift;
-    }
-    findMarks_.erase(std::remove_if(first, mark, [](const Utf8Range& each) { return each.empty(); }), mark);
 }
 
 void EditorView::refresh(bool showCaret)
@@ -415,6 +398,12 @@ void EditorView::setOvertype(bool overtype)
 void EditorView::setFindMarks(std::vector<Utf8Range> marks)
 {
     findMarks_ = std::move(marks);
+    refresh(false);
+}
+
+void EditorView::setSearchedRange(std::optional<Utf8Range> range)
+{
+    searchedRange_ = range;
     refresh(false);
 }
 

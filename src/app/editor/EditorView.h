@@ -76,8 +76,10 @@ public:
     bool isReadOnly() const { return readOnly_; }
     void setOvertype(bool overtype);
     void zoom(int steps);  ///< 0: back to the font's own size
-    /// Places in the text, marked there and on the scroll bar; ascending.
+    /// Places in the text, marked there and on the scroll bar; ascending. An empty one is a line between characters.
     void setFindMarks(std::vector<Utf8Range> marks);
+    /// Where in the text is searched, marked quietly; it grows with what is inserted at its ends.
+    void setSearchedRange(std::optional<Utf8Range> range);
     /// A short text behind the end of a line; an empty one takes it away. They do not move with edits.
     void setAnnotation(LineNumber line, const QString& text);
     /// A bar above the text, which the view takes over; none takes it away.
@@ -150,7 +152,6 @@ private:
     std::uint64_t decorationOf(const ViewLayout::Placed& placed, int row, LineNumber mainLine) const;
     void updateGeometryOfText();
     void updateScrollBars();
-    void mapFindMarks(const TextEdit& edit);
     void updateBrackets();
     bool isInStringOrComment(Utf8Offset offset) const;
     void restartBlinking();
@@ -162,6 +163,7 @@ private:
     double marginWidth() const { return marginWidth_; }
     void drawBlock(QPainter& painter, const ViewLayout::Placed& placed, const QRectF& clip);
     void drawRanges(QPainter& painter, const ViewLayout::Placed& placed);
+    void drawPlace(QPainter& painter, const ViewLayout::Placed& placed, Utf8Offset place, const QColor& color);
     void drawBlanks(QPainter& painter, const ViewLayout::Placed& placed);
     void drawMargin(QPainter& painter, const ViewLayout::Placed& placed);
     void drawCarets(QPainter& painter);
@@ -206,6 +208,7 @@ private:
     bool updatingScrollBars_ = false;
     CaretSet lastCarets_;
     std::vector<Utf8Range> findMarks_;
+    std::optional<Utf8Range> searchedRange_;
     std::map<std::size_t, QString> annotations_;
     std::optional<std::pair<Utf8Offset, Utf8Offset>> brackets_;
     std::uint64_t bracketsFor_ = 0;  // generation

@@ -43,6 +43,13 @@ Utf8Offset endOfRange(const Utf8Range& range)
     return range.end;
 }
 
+// The first colour with a little of the second.
+QColor between(const QColor& first, const QColor& second)
+{
+    const auto mixed = [](int one, int other) { return one + (other - one) * 3 / 10; };
+    return {mixed(first.red(), second.red()), mixed(first.green(), second.green()), mixed(first.blue(), second.blue())};
+}
+
 }  // namespace
 
 QRectF EditorView::textArea() const
@@ -57,7 +64,7 @@ std::uint64_t EditorView::decorationOf(const ViewLayout::Placed& placed, int row
     const Utf8Range range{placed.range.start + placed.block->rowStart(row),
                           placed.range.start + placed.block->rowEnd(row)};
     // Each kind begins with a number of its own, so that one cannot be taken for another.
-    enum Kind : std::uint64_t { selection = 1'000, head, mark, bracket, drop, note };
+    enum Kind : std::uint64_t { selection = 1'000, head, mark, searched, bracket, drop, note };
     Mixer mixer;
     const auto clipped = [&](Kind kind, Utf8Range part) {
         mixer.add(kind);
@@ -81,6 +88,8 @@ std::uint64_t EditorView::decorationOf(const ViewLayout::Placed& placed, int row
     for (auto each = firstReaching(findMarks_, range.start, endOfRange);
          each != findMarks_.end() && each->start <= range.end; ++each)
         clipped(mark, *each);
+    if (searchedRange_ && searchedRange_->start <= range.end && searchedRange_->end >= range.start)
+        clipped(searched, *searchedRange_);
     if (brackets_) {
         for (const Utf8Offset each : {brackets_->first, brackets_->second}) {
             if (range.contains(each))
@@ -102,6 +111,7 @@ std::uint64_t EditorView::decorationOf(const ViewLayout::Placed& placed, int row
         mixer.add(qHash(annotation->second));
     }
     mixer.add(hasFocus());
+    mixer.add(findMarks_.empty());
     return mixer.value();
 }
 
@@ -198,18 +208,34 @@ void EditorView::fillRange(QPainter& painter, const ViewLayout::Placed& placed, 
     }
 }
 
+void EditorView::drawPlace(QPainter& painter, const ViewLayout::Placed& placed, Utf8Offset place, const QColor& color)
+{
+    const std::size_t offset = place - placed.range.start;
+    const double x = marginWidth_ - layout_.horizontalOffset() + placed.block->caretX(offset);
+    const int row = placed.block->rowOf(offset, CaretAffinity::downstream);
+    painter.fillRect(QRectF(x, placed.top + row * layout_.rowHeight(), 2, layout_.rowHeight()), color);
+}
+
 void EditorView::drawRanges(QPainter& painter, const ViewLayout::Placed& placed)
 {
     const ColorScheme& colors = *colors_;
+    if (searchedRange_)
+        fillRange(painter, placed, *searchedRange_, between(toColor(colors.background), toColor(colors.findMark)),
+                  false, placed.endsLine && searchedRange_->end > placed.range.end);
     for (auto mark = firstReaching(findMarks_, placed.range.start, endOfRange);
-         mark != findMarks_.end() && mark->start <= placed.range.end; ++mark)
-        fillRange(painter, placed, *mark, toColor(colors.findMark));
+         mark != findMarks_.end() && mark->start <= placed.range.end; ++mark) {
+        if (mark->empty() && (mark->start < placed.range.end || placed.endsLine))
+            drawPlace(painter, placed, mark->start, toColor(colors.findMark).darker(150));
+        else
+            fillRange(painter, placed, *mark, toColor(colors.findMark));
+    }
+    // Among marks the selected one stands out, also while the focus is where people type what they look for.
+    const QColor selection = toColor(hasFocus() || !findMarks_.empty() ? colors.selection : colors.inactiveSelection);
     const auto carets = editor_.carets().all();
     for (auto caret = firstReaching(carets, placed.range.start, endOfCaret);
          caret != carets.end() && caret->start() <= placed.range.end; ++caret) {
         if (caret->hasSelection())
-            fillRange(painter, placed, caret->range(),
-                      toColor(hasFocus() ? colors.selection : colors.inactiveSelection), false,
+            fillRange(painter, placed, caret->range(), selection, false,
                       placed.endsLine && caret->end() > placed.range.end);
     }
     if (brackets_) {

@@ -101,8 +101,10 @@ std::string step(ShownEditor& editor, EditorView& other, Random& random)
         std::vector<Utf8Range> marks;
         if (random.below(3)) {
             const Utf8Offset start = place();
-            marks.push_back({start, std::min(view.text().end(), view.text().characterStart(start + 20))});
+            marks.push_back(
+                {start, std::min(view.text().end(), view.text().characterStart(start + (random.below(3) ? 20 : 0)))});
         }
+        view.setSearchedRange(marks.empty() ? std::nullopt : std::optional(marks.front()));
         view.setFindMarks(std::move(marks));
         return "find marks";
     }
