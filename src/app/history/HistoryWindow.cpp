@@ -62,6 +62,7 @@ void HistoryWindow::readPage(std::int64_t offset, std::int64_t limit, bool repla
         [this](const RecoveryError& error) {
             reading_ = false;
             searched_.reset();
+            goal_.reset();
             showMessage(toQString(error.what()));
         });
 }
@@ -122,11 +123,16 @@ void HistoryWindow::loadEarlier()
         readPage(static_cast<std::int64_t>(model_->readCount()), historyPageSize, false);
 }
 
-void HistoryWindow::showVersion(const Uuid& revision)
+void HistoryWindow::showVersion(const Uuid& revision, std::optional<Utf8Range> place)
 {
     searched_ = revision;
     hasChosen_ = true;
+    goal_ = place ? std::optional(Goal{revision, *place}) : std::nullopt;
     continueSearch();
+    if (!goal_)
+        return;
+    plain_->setChecked(true);
+    showPage();  // the version may be the one that is shown
 }
 
 void HistoryWindow::continueSearch()
@@ -139,6 +145,7 @@ void HistoryWindow::continueSearch()
         readPage(static_cast<std::int64_t>(model_->readCount()), manyAtOnce, false);
     } else if (model_->isLoaded() && !reading_) {
         searched_.reset();
+        goal_.reset();
         showMessage(tr("This version is no longer in the library."));
     }
 }
@@ -346,6 +353,20 @@ void HistoryWindow::showPage()
     pages_->setCurrentIndex(static_cast<int>(page));
     if (hadFocus && page != Page::message)
         pages_->currentWidget()->setFocus();
+    if (goal_ && page == Page::text)
+        selectPlace();
+}
+
+void HistoryWindow::selectPlace()
+{
+    // While the list is still read, another version than the one that is wanted is shown.
+    if (searched_ || !chosen_ || shownHash_ != chosen_->revision.contentHash)
+        return;
+    const Goal goal = *std::exchange(goal_, std::nullopt);
+    if (goal.revision != chosen_->revision.id || goal.place.end > text_->text().end())
+        return;
+    textView_->setCarets(CaretSet(Caret(goal.place.start, goal.place.end)));
+    textView_->setFocus();
 }
 
 void HistoryWindow::showText()

@@ -3,6 +3,7 @@
 
 #include "app/history/VersionComparison.h"
 #include "app/history/VersionModel.h"
+#include "base/TextPosition.h"
 
 #include <QFont>
 #include <QTimer>
@@ -50,8 +51,9 @@ public:
     ~HistoryWindow() override;
 
     const Uuid& document() const { return document_; }
-    /// Chooses a version; pages are read until it is found.
-    void showVersion(const Uuid& revision);
+    /// Chooses a version; pages are read until it is found. With a place in its text, shows the text itself with that
+    /// selected, unless another version has been chosen by then.
+    void showVersion(const Uuid& revision, std::optional<Utf8Range> place = {});
 
 public slots:
     /// Some checkpoint was made, renamed, pinned or removed.
@@ -100,6 +102,7 @@ private:
     void showMessage(const QString& sentence);
     void showPage();
     void showText();
+    void selectPlace();
     void copyText();
     void updateColors();
 
@@ -113,8 +116,13 @@ private:
     VersionModel* model_;
     VersionComparison* comparison_;
     bool reading_ = false;
-    bool readAgain_ = false;         // the list has changed since it was asked for
-    std::optional<Uuid> searched_;   // a version to be chosen once it is loaded
+    bool readAgain_ = false;        // the list has changed since it was asked for
+    std::optional<Uuid> searched_;  // a version to be chosen once it is loaded
+    struct Goal {
+        Uuid revision;
+        Utf8Range place;
+    };
+    std::optional<Goal> goal_;       // to be selected once the text is shown
     bool hasChosen_ = false;         // a version was chosen, by somebody or at first
     bool entersEarlier_ = false;     // the first version of the next page becomes the current row
     Version chosen_;                 // what buttons are about

@@ -106,7 +106,15 @@ QWidget* HistoryWindow::createVersions()
     list_->setMouseTracking(true);
     list_->setAccessibleName(tr("Versions"));
     list_->setAccessibleDescription(tr("Select two versions to compare them with each other."));
-    connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this, &HistoryWindow::selectionChanged);
+    connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) {
+                // Who chooses while another version is still looked for wants that one no more.
+                if (searched_ && !selected.isEmpty()) {
+                    searched_.reset();
+                    goal_.reset();
+                }
+                selectionChanged();
+            });
     connect(list_, &QListView::activated, this, &HistoryWindow::activate);
     connect(list_, &QListView::clicked, this, [this](const QModelIndex& index) {
         if (model_->row(index).kind == VersionRow::Kind::loadEarlier) {

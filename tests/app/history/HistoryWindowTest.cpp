@@ -136,6 +136,59 @@ TEST_F(HistoryWindowTest, BeginsWithTheVersionBeforeTheCurrentText)
     EXPECT_TRUE(says("No differences."));
 }
 
+TEST_F(HistoryWindowTest, ShowsAPlaceInTheTextOfAVersion)
+{
+    std::string lines;
+    for (int line = 0; line < 500; ++line)
+        lines += "line " + std::to_string(line) + "\n";
+    const auto at = [](std::size_t start, std::size_t length) {
+        return Utf8Range{Utf8Offset(start), Utf8Offset(start + length)};
+    };
+    write({lines + "pear\n", lines + "pear, plum\n", "nothing\n"});
+    open();
+    EditorView* text = nullptr;
+    const auto selects = [&](const std::string& wanted) {
+        return waitUntil([&] {
+            text = window->findChild<EditorView*>();
+            return text && text->isVisible() && text->hasFocus() &&
+                   text->text().text(text->editor().carets().main().range()) == wanted &&
+                   !text->caretRect(text->editor().carets().main()).isEmpty();
+        });
+    };
+    window->showVersion(revisions[1], at(lines.size() + 6, 4));
+    EXPECT_TRUE(selects("plum"));
+    // The same version again, whose text is there already, and then another.
+    list->setFocus();
+    window->showVersion(revisions[1], at(5, 1));
+    EXPECT_TRUE(selects("0"));
+    window->showVersion(revisions[0], at(lines.size(), 4));
+    EXPECT_TRUE(selects("pear"));
+
+    // What is chosen meanwhile is not left.
+    window->showVersion(revisions[1], at(lines.size() + 6, 4));
+    choose(2);
+    ASSERT_TRUE(waitUntil([&] { return text->text().text() == "nothing\n"; }));
+    choose(1);
+    ASSERT_TRUE(waitUntil([&] { return text->text().text() == lines + "pear, plum\n"; }));
+    EXPECT_FALSE(text->editor().carets().main().hasSelection());
+}
+
+TEST_F(HistoryWindowTest, WhoChoosesWhileEarlierVersionsAreReadIsNotTakenElsewhere)
+{
+    std::vector<std::string> texts;
+    for (int version = 0; version < 60; ++version)
+        texts.push_back("text " + std::to_string(version) + "\n");
+    write(texts);
+    open();
+    ASSERT_FALSE(model->indexOf(revisions[0]).isValid());
+    window->showVersion(revisions[0], Utf8Range{Utf8Offset(0), Utf8Offset(4)});
+    choose(50);
+    ASSERT_TRUE(waitUntil([&] { return model->indexOf(revisions[0]).isValid(); }));
+    EXPECT_EQ(list->currentIndex(), model->indexOf(revisions[50]));
+    window->showVersion(revisions[0], Utf8Range{Utf8Offset(0), Utf8Offset(4)});
+    EXPECT_TRUE(waitUntil([&] { return list->currentIndex() == model->indexOf(revisions[0]); }));
+}
+
 TEST_F(HistoryWindowTest, ADocumentWithoutVersionsSaysSo)
 {
     document = registry.createDraft().id();
