@@ -184,12 +184,17 @@ void NavigatorView::createPage()
     pageText_->setForegroundRole(QPalette::Text);
     pageButton_ = new QPushButton(tr("New Draft"), page_);
     connect(pageButton_, &QPushButton::clicked, this, &NavigatorView::newDraftRequested);
+    searchButton_ = new QPushButton(page_);
+    // However long the filter, the panel stays as narrow as it is wanted.
+    searchButton_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    connect(searchButton_, &QPushButton::clicked, this, [this] { emit searchRequested(filter_->text()); });
     auto* const column = new QVBoxLayout(page_);
     const int margin = fontMetrics().height();
     column->setContentsMargins(margin, 3 * margin, margin, margin);
     column->setSpacing(margin);
     column->addWidget(pageText_);
     column->addWidget(pageButton_, 0, Qt::AlignHCenter);
+    column->addWidget(searchButton_);
     column->addStretch(1);
     layout()->addWidget(page_);
     static_cast<QVBoxLayout*>(layout())->setStretchFactor(page_, 1);
@@ -291,6 +296,8 @@ QSize NavigatorView::sizeHint() const
 void NavigatorView::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
+    if (searchButton_->isVisible())
+        showSearchButton(true);
     if (!isVisible() || width() == state_.width)
         return;
     state_.width = width();
@@ -320,25 +327,54 @@ void NavigatorView::refresh()
             rows += model_.section(number).count();
     QString text;
     bool offersDraft = false;
+    bool offersSearch = false;
     if (rows == 0 && !headers_.isLoaded()) {
         if (isVisible() && !patience_.isActive())
             text = tr("Reading the library…");
     } else if (rows == 0 && !filter_->text().isEmpty()) {
-        if (!model_.documents().isWaiting())
+        if (!model_.documents().isWaiting()) {
             text = tr("No titles match.");
+            offersSearch = !filter_->text().trimmed().isEmpty();
+        }
     } else if (rows == 0) {
         text = tr("Nothing here. Ctrl+N starts a draft; it is kept without a file.");
         offersDraft = true;
     }
-    const bool hadFocus = tree_->hasFocus() || pageButton_->hasFocus();
+    const bool searchHadFocus = searchButton_->hasFocus();
+    const bool hadFocus = tree_->hasFocus() || pageButton_->hasFocus() || searchHadFocus;
     pageText_->setText(text);
     pageButton_->setVisible(offersDraft);
+    showSearchButton(offersSearch);
     page_->setVisible(!text.isEmpty());
     tree_->setVisible(text.isEmpty());
     if (hadFocus && text.isEmpty())
         tree_->setFocus();
-    else if (hadFocus)
+    else if (hadFocus && !(searchHadFocus && offersSearch))
         (offersDraft ? static_cast<QWidget*>(pageButton_) : filter_)->setFocus();
+}
+
+void NavigatorView::showSearchButton(bool shown)
+{
+    searchButton_->setVisible(shown);
+    if (!shown)
+        return;
+    const QString typed = filter_->text();
+    const auto sentence = [](const QString& query) { return tr("Search texts for “%1” (Ctrl+Shift+F)").arg(query); };
+    searchButton_->setAccessibleName(sentence(typed));
+    searchButton_->setToolTip(QLatin1String("<qt>") + sentence(typed).toHtmlEscaped() + QLatin1String("</qt>"));
+    const QFontMetrics metrics = searchButton_->fontMetrics();
+    const int margin = fontMetrics().height();
+    const int room = width() - 4 * margin;
+    const int around = metrics.horizontalAdvance(tr("Search texts for “%1”").arg(QString()));
+    // On two lines, and no key of the button's own in what was typed.
+    QString query = metrics.elidedText(typed, Qt::ElideMiddle, std::max(room - around, 4 * margin));
+    query.replace(QLatin1Char('&'), QLatin1String("&&"));
+    searchButton_->setText(tr("Search texts for “%1”").arg(query) + QLatin1Char('\n') + tr("(Ctrl+Shift+F)"));
+}
+
+QString NavigatorView::typedFilter() const
+{
+    return filter_->hasFocus() || searchButton_->hasFocus() ? filter_->text().trimmed() : QString();
 }
 
 bool NavigatorView::filterKey(const QKeyEvent& event)
@@ -354,6 +390,8 @@ bool NavigatorView::filterKey(const QKeyEvent& event)
     case Qt::Key_PageDown:
         if (tree_->isVisible())
             tree_->enter();
+        else if (searchButton_->isVisible())
+            searchButton_->setFocus();
         return true;
     case Qt::Key_Return:
     case Qt::Key_Enter: {

@@ -65,6 +65,9 @@ public:
     /// Unfolds the folder of a project.
     void showProject(const Uuid& project);
 
+    /// What is typed in the filter while it or the offer to search for it has the focus; otherwise empty.
+    QString typedFilter() const;
+
     NavigatorState state() const;
     /// Emits nothing.
     void setState(const NavigatorState& state);
@@ -87,6 +90,8 @@ signals:
     void copyPathRequested(const QList<penmark::Uuid>& documents);
     void showInFilesRequested(const QList<penmark::Uuid>& documents);
     void newDraftRequested();
+    /// The texts of all documents are to be searched for this.
+    void searchRequested(const QString& text);
     /// A file of a project, or a folder with all that is in it, has another path now.
     void fileMoved(const std::filesystem::path& from, const std::filesystem::path& to);
     void showFileRequested(const std::filesystem::path& path);
@@ -110,6 +115,7 @@ private:
     void applySections();
     void applyFilter();
     void refresh();
+    void showSearchButton(bool shown);
     void changedByUser();
 
     void showOpenHere();
@@ -140,6 +146,7 @@ private:
     QWidget* page_ = nullptr;  // in place of the tree when there is nothing to list
     QLabel* pageText_ = nullptr;
     QPushButton* pageButton_ = nullptr;
+    QPushButton* searchButton_ = nullptr;
     UndoStrip* undo_ = nullptr;
     QTimer patience_;  // until it is said that the library is read
 

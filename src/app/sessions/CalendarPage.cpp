@@ -47,6 +47,7 @@ CalendarPage::CalendarPage(SessionRecords& records, SessionActions& actions, Doc
     whole->addLayout(body, 1);
 
     connect(view_, &CheckpointView::compareRequested, this, &CalendarPage::compareRequested);
+    connect(view_, &CheckpointView::searchRequested, this, &CalendarPage::searchRequested);
     connect(&records_, &SessionRecords::checkpointsChanged, this, [this] { refreshSoon(); });
     connect(&records_, &SessionRecords::changed, this, [this] {
         if (!(records_.library().runs == shownRuns_))

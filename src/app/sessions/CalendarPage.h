@@ -27,6 +27,7 @@ public:
 
 signals:
     void compareRequested(const Uuid& document, const Uuid& revision);
+    void searchRequested(const Uuid& checkpoint);
 
 private:
     void refresh() override;

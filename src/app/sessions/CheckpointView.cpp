@@ -45,7 +45,12 @@ CheckpointView::CheckpointView(SessionRecords& records, SessionActions& actions,
     layout->setContentsMargins(0, 0, 0, 0);
     for (QLabel* const label : {title_, date_, sessions_, counts_})
         layout->addWidget(label);
-    layout->addWidget(filter_);
+    auto* const filterRow = new QHBoxLayout;
+    filterRow->addWidget(filter_, 1);
+    search_ = OrganiserPage::addButton(*filterRow, tr("Search in This Checkpoint…"));
+    search_->setToolTip(tr("Searches the texts that it holds"));
+    connect(search_, &QPushButton::clicked, this, [this] { search(); });
+    layout->addLayout(filterRow);
     layout->addWidget(table_, 1);
     layout->addWidget(notice_);
     createButtons(*layout);
@@ -195,7 +200,7 @@ void CheckpointView::showButtons()
     restore_->setToolTip(ticked == 0 ? tr("All documents and sessions of the checkpoint")
                                      : tr("The ticked documents, without sessions"));
     pin_->setText(shown_ && shown_->header.pinned ? tr("Unpin") : tr("Pin"));
-    for (QPushButton* const button : {pin_, rename_, delete_})
+    for (QPushButton* const button : {search_, pin_, rename_, delete_})
         button->setEnabled(shown_.has_value());
     const CheckpointEntry* const entry = model_.entry(table_->currentIndex());
     compare_->setEnabled(entry != nullptr);
@@ -249,12 +254,20 @@ void CheckpointView::compare()
         emit compareRequested(entry->document, entry->revision);
 }
 
+void CheckpointView::search()
+{
+    if (shown_)
+        emit searchRequested(shown_->header.id);
+}
+
 void CheckpointView::showTableMenu(QPoint position)
 {
     auto* const menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     if (model_.entry(table_->indexAt(position)) != nullptr)
         menu->addAction(tr("Compare…"), this, [this] { compare(); });
+    if (shown_)
+        menu->addAction(tr("Search in This Checkpoint…"), this, [this] { search(); });
     menu->addSeparator();
     menu->addAction(tr("Tick All Shown"), this, [this] { model_.tickShown(true); });
     menu->addAction(tr("Untick All Shown"), this, [this] { model_.tickShown(false); });

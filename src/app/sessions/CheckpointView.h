@@ -39,6 +39,7 @@ public:
 
 signals:
     void compareRequested(const Uuid& document, const Uuid& revision);
+    void searchRequested(const Uuid& checkpoint);
 
 private:
     void createTable();
@@ -50,6 +51,7 @@ private:
     void say(const QString& sentence);
     void askForName();
     void compare();
+    void search();
     void showTableMenu(QPoint position);
 
     SessionRecords& records_;
@@ -72,6 +74,7 @@ private:
     QPushButton* rename_ = nullptr;
     QPushButton* delete_ = nullptr;
     QPushButton* compare_ = nullptr;
+    QPushButton* search_ = nullptr;
 };
 
 }  // namespace penmark

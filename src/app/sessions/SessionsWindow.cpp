@@ -65,6 +65,7 @@ OrganiserPage* SessionsWindow::createPage(int index)
     if (index == calendarIndex) {
         auto* const calendar = new CalendarPage(records_, actions_, documents_);
         connect(calendar, &CalendarPage::compareRequested, this, &SessionsWindow::compareRequested);
+        connect(calendar, &CalendarPage::searchRequested, this, &SessionsWindow::searchRequested);
         return calendar;
     }
     if (index == workspacesIndex)

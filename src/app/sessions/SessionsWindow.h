@@ -39,6 +39,7 @@ public:
 signals:
     /// A text of a checkpoint beside the document as it is now.
     void compareRequested(const Uuid& document, const Uuid& revision);
+    void searchRequested(const Uuid& checkpoint);
     /// One to be kept in place of any of the same name.
     void starterMade(const SessionStarter& starter);
 

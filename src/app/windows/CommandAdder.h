@@ -88,6 +88,9 @@ inline Uuid frontDocument(DocumentWindow& window)
     return window.tabs().selected().value_or(Uuid());
 }
 
+/// Commands of searching in many texts.
+void addSearchCommands(CommandRegistry& registry, Program& program);
+
 /// Commands of sessions, workspaces, projects, checkpoints and history.
 void addSessionCommands(CommandRegistry& registry, Program& program);
 

@@ -5,6 +5,7 @@
 #include "app/commands/CommandRegistry.h"
 #include "app/documents/DocumentRegistry.h"
 #include "app/editor/EditorView.h"
+#include "app/find/FindBar.h"
 #include "app/settings/SettingsStore.h"
 #include "app/windows/MessageBar.h"
 #include "app/windows/Program.h"
@@ -30,7 +31,8 @@ DocumentPane::DocumentPane(Program& program, const Uuid& document, QWidget* pare
 
 DocumentPane::~DocumentPane()
 {
-    delete views_;  // views go before what they show
+    delete findBar_;  // it looks at a view
+    delete views_;    // views go before what they show
     if (buffer_)
         program_.documents().release(document_);
 }
@@ -145,6 +147,39 @@ void DocumentPane::split(Qt::Orientation orientation)
     second->setFocus();
 }
 
+bool DocumentPane::makeFindBar()
+{
+    if (findBar_ || !view_)
+        return view_ != nullptr;
+    findBar_ = new FindBar(program_.findMemory(), this);
+    auto* const rows = static_cast<QVBoxLayout*>(layout());
+    rows->insertWidget(rows->indexOf(views_), findBar_);
+    findBar_->setView(view_);
+    connect(findBar_, &FindBar::message, this, &DocumentPane::statusMessage);
+    connect(findBar_, &FindBar::dismissed, this, [this](bool hadFocus) {
+        if (hadFocus)
+            focusText();
+    });
+    return true;
+}
+
+void DocumentPane::openFind(bool withReplacement)
+{
+    if (makeFindBar())
+        findBar_->open(withReplacement);
+}
+
+void DocumentPane::findAgain(bool forwards)
+{
+    if (makeFindBar())
+        findBar_->findAgain(forwards);
+}
+
+bool DocumentPane::closeFind()
+{
+    return findBar_ && findBar_->dismiss();
+}
+
 void DocumentPane::say(const QString& sentence)
 {
     if (buffer_)
@@ -227,6 +262,8 @@ bool DocumentPane::eventFilter(QObject* object, QEvent* event)
         auto* const view = static_cast<EditorView*>(object);
         if (view != view_) {
             view_ = view;
+            if (findBar_)
+                findBar_->setView(view);
             emit viewChanged();
         }
     }

@@ -17,6 +17,7 @@ namespace penmark {
 
 class DocumentRegistry;
 class EditorView;
+class FindBar;
 class MessageBar;
 class Program;
 struct Settings;
@@ -47,6 +48,15 @@ public:
     void split(Qt::Orientation orientation);
     bool isSplit() const;
 
+    /// Shows the bar for finding, with the focus in it. Not while the document is being read.
+    void openFind(bool withReplacement);
+    /// To the next match of what is looked for, or the one before.
+    void findAgain(bool forwards);
+    /// Hides the bar for finding if it is there.
+    bool closeFind();
+    /// Null until it is needed.
+    FindBar* findBar() const { return findBar_; }
+
     /// Says something that belongs to this document until it is dismissed or something else is to be said.
     void say(const QString& sentence);
     /// Null if there was nothing to say yet; hidden if there is nothing now.
@@ -66,13 +76,15 @@ signals:
 private:
     bool eventFilter(QObject* object, QEvent* event) override;
     EditorView* makeView();
+    bool makeFindBar();
     void applySettings(EditorView& view) const;
     void update();
 
     Program& program_;
     Uuid document_;
     QPointer<RecoveryBuffer> buffer_;
-    MessageBar* bar_ = nullptr;  // made when there is something to say
+    MessageBar* bar_ = nullptr;   // made when there is something to say
+    FindBar* findBar_ = nullptr;  // made when it is first asked for
     QSplitter* views_ = nullptr;
     EditorView* view_ = nullptr;
     bool barIsAllowed_ = true;

@@ -346,7 +346,7 @@ void DocumentWindow::keyPressEvent(QKeyEvent* event)
             showMessage(tr("Opening was cancelled."));
         } else if (bar_ && bar_->isVisible()) {
             emit bar_->dismissed();
-        } else if (pane() && !pane()->hideMessage()) {
+        } else if (pane() && !pane()->closeFind() && !pane()->hideMessage()) {
             pane()->focusText();
         }
         return;

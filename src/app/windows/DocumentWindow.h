@@ -57,6 +57,8 @@ public:
     /// Shows the document in a tab of its own, or the one that it has. An empty draft that is in front gives way.
     void showDocument(const Uuid& document, bool atEnd = false);
     void goTo(const Uuid& document, std::size_t line, std::size_t column);
+    /// Calls with the view of a tab: at once, or as soon as its text has been read. A later call takes its place.
+    void whenShown(const Uuid& document, std::function<void(EditorView& view)> call);
     /// A tab on its way to another window.
     struct GivenTab {
         std::optional<EditorState> state;  ///< how it was seen
@@ -207,9 +209,9 @@ private:
     std::set<Uuid> changedTabs_;
     QTimer changedTabsTimer_;
     std::map<Uuid, DocumentPane*> panes_;
-    std::vector<Uuid> paneUse_;                                  // the latest first
-    std::map<Uuid, std::pair<std::size_t, std::size_t>> goals_;  // where to go once it has been read
-    std::size_t cycled_ = 0;                                     // steps of cycleTabs while Ctrl is held
+    std::vector<Uuid> paneUse_;                               // the latest first
+    std::map<Uuid, std::function<void(EditorView&)>> goals_;  // what to do once it has been read
+    std::size_t cycled_ = 0;                                  // steps of cycleTabs while Ctrl is held
     bool isCycling_ = false;
     std::vector<std::stop_source> openings_;
     bool closing_ = false;

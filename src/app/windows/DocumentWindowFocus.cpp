@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // How the keyboard goes from one part of a window to another, since Tab types a tab in the text.
+#include "app/find/FindBar.h"
 #include "app/navigator/NavigatorView.h"
 #include "app/windows/DocumentPane.h"
 #include "app/windows/DocumentStatusBar.h"
@@ -30,12 +31,13 @@ void DocumentWindow::focusPart(int steps)
     if (!front)
         return;
     std::vector<QWidget*> parts{front};
-    for (QWidget* part : {static_cast<QWidget*>(front->bar()), static_cast<QWidget*>(bar_),
-                          static_cast<QWidget*>(status_), tabBar_->parentWidget(), static_cast<QWidget*>(navigator_)}) {
+    for (QWidget* part :
+         {static_cast<QWidget*>(front->findBar()), static_cast<QWidget*>(front->bar()), static_cast<QWidget*>(bar_),
+          static_cast<QWidget*>(status_), tabBar_->parentWidget(), static_cast<QWidget*>(navigator_)}) {
         if (part && part->isVisible() && firstIn(*part))
             parts.push_back(part);
     }
-    // The last one, since the text's own bar lies inside of what holds the text.
+    // The last one, since the text's own bars lie inside of what holds the text.
     std::size_t present = 0;
     for (std::size_t index = 0; index < parts.size(); ++index) {
         if (parts[index]->isAncestorOf(QApplication::focusWidget()))

@@ -15,6 +15,7 @@
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/PeekView.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSearch.h"
 #include "app/windows/ProgramSessions.h"
 
 #include <QApplication>
@@ -86,6 +87,8 @@ constexpr const char* caretsMenu[] = {
     "caret.addAbove", "caret.addBelow", "caret.nextOccurrence", "caret.allOccurrences", "caret.expand",
     "caret.undo",     "caret.one"};
 constexpr const char* caseMenu[] = {"edit.case.upper", "edit.case.lower", "edit.case.title", "edit.case.swap"};
+constexpr const char* findMenu[] = {"find.find", "find.replace", "-",           "find.next",      "find.previous",
+                                    "-",         "search.show",  "search.next", "search.previous"};
 constexpr const char* viewMenu[] = {"view.library",   "view.palette",     "-",           "view.wrap",
                                     "view.blanks",    "view.lineNumbers", "-",           "view.zoomIn",
                                     "view.zoomOut",   "view.zoomReset",   "-",           "view.splitRight",
@@ -190,9 +193,9 @@ const SubMenu formatMenus[] = {
 std::span<const std::span<const char* const>> documentMenus()
 {
     static const std::span<const char* const> menus[] = {
-        fileMenu,        editMenu,    linesMenu,     caretsMenu,   caseMenu,   viewMenu,
-        goMenu,          formatMenu,  languageMenu,  encodingMenu, reopenMenu, lineEndsMenu,
-        indentationMenu, sessionMenu, workspaceMenu, helpMenu,     tabEntries};
+        fileMenu,     editMenu,        linesMenu,   caretsMenu,    caseMenu,     findMenu,
+        viewMenu,     goMenu,          formatMenu,  languageMenu,  encodingMenu, reopenMenu,
+        lineEndsMenu, indentationMenu, sessionMenu, workspaceMenu, helpMenu,     tabEntries};
     return menus;
 }
 
@@ -221,6 +224,7 @@ void DocumentWindow::createMenus()
     QMenu* const edit = menuBar()->addMenu(tr("&Edit"));
     addMenus(*edit, editMenus);
     fill(*edit, editMenu);
+    fill(*menuBar()->addMenu(tr("Fi&nd")), findMenu);
     fill(*menuBar()->addMenu(tr("&View")), viewMenu);
     fill(*menuBar()->addMenu(tr("&Go")), goMenu);
     QMenu* const format = menuBar()->addMenu(tr("F&ormat"));
@@ -409,6 +413,9 @@ void DocumentWindow::createNavigator()
         }
     });
     connect(navigator_, &NavigatorView::newDraftRequested, this, &DocumentWindow::newDraft);
+    connect(navigator_, &NavigatorView::searchRequested, this, [this](const QString& text) {
+        program_.search().show(*this, text.trimmed().toStdString(), TextSearchScope());
+    });
     connect(navigator_, &NavigatorView::leaveRequested, this, [this] {
         if (pane())
             pane()->focusText();

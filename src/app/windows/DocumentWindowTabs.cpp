@@ -128,10 +128,8 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
         connect(&buffer, &RecoveryBuffer::stateChanged, pane, [this, pane] { tabChangesSoon(pane->document()); });
         connect(&buffer, &RecoveryBuffer::onEdit, pane, [this, pane] { noteEdit(*pane); });
         pane->setBuffer(buffer, tabs_.stateOf(pane->document()));
-        if (const auto goal = goals_.find(pane->document()); goal != goals_.end()) {
-            goTo(pane->document(), goal->second.first, goal->second.second);
-            goals_.erase(pane->document());
-        }
+        if (const auto goal = goals_.extract(pane->document()))
+            goal.mapped()(*pane->view());
         if (tabs_.selected() == pane->document()) {
             status_->setDocument(&buffer, pane->view());
             if (pane->hasFocus())
@@ -144,6 +142,9 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
 
 void DocumentWindow::dropPane(const Uuid& document)
 {
+    // Whoever opens the document again has not asked for it.
+    if (!tabs_.contains(document))
+        goals_.erase(document);
     const auto found = panes_.find(document);
     if (found == panes_.end())
         return;
@@ -187,6 +188,7 @@ void DocumentWindow::showTab(bool focus)
     if (focus || hadFocus)
         pane.focusText();
     tabsChanged();
+    emit program_.activeDocumentChanged();
 }
 
 void DocumentWindow::selectTab(const Uuid& document)
@@ -234,20 +236,25 @@ void DocumentWindow::removeEmptyDraft(const Uuid& opened)
 
 void DocumentWindow::goTo(const Uuid& document, std::size_t line, std::size_t column)
 {
-    const auto found = panes_.find(document);
     if (line == 0)
         return;
-    if (found == panes_.end() || !found->second->view()) {
-        goals_[document] = {line, column};
-        return;
-    }
-    EditorView& view = *found->second->view();
-    const TextLine place = view.text().line(LineNumber(line - 1));
-    Utf8Offset offset = place.start;
-    for (std::size_t passed = 1; passed < column && offset < place.end; ++passed)
-        offset = nextGrapheme(view.text(), offset);
-    view.editor().rememberPlace();
-    view.setCarets(CaretSet(Caret(std::min(offset, place.end))));
+    whenShown(document, [line, column](EditorView& view) {
+        const TextLine place = view.text().line(LineNumber(line - 1));
+        Utf8Offset offset = place.start;
+        for (std::size_t passed = 1; passed < column && offset < place.end; ++passed)
+            offset = nextGrapheme(view.text(), offset);
+        view.editor().rememberPlace();
+        view.setCarets(CaretSet(Caret(std::min(offset, place.end))));
+    });
+}
+
+void DocumentWindow::whenShown(const Uuid& document, std::function<void(EditorView& view)> call)
+{
+    const auto found = panes_.find(document);
+    if (found == panes_.end() || !found->second->view())
+        goals_[document] = std::move(call);
+    else
+        call(*found->second->view());
 }
 
 void DocumentWindow::newDraft()

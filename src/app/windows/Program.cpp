@@ -15,6 +15,7 @@
 #include "app/windows/DocumentStatusBar.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/MessageBar.h"
+#include "app/windows/ProgramSearch.h"
 #include "app/windows/ProgramSessions.h"
 #include "app/windows/StatusTexts.h"
 #include "base/Utf8.h"
@@ -112,7 +113,7 @@ Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings setti
       documents_(std::make_unique<DocumentRegistry>(*library_, limits)),
       files_(std::make_unique<OriginalFiles>(*documents_)),
       records_(std::make_unique<SessionRecords>(*library_, std::move(early.sessions))),
-      sessions_(std::make_unique<ProgramSessions>(*this))
+      sessions_(std::make_unique<ProgramSessions>(*this)), search_(std::make_unique<ProgramSearch>(*this))
 {
     appearance_->apply(settings_->settings().appearance, settings_->settings().lastSystemDark);
     createCommands();
@@ -176,6 +177,7 @@ Program::Program(EarlyLibrary early, fs::path settingsFile, LoadedSettings setti
 
 Program::~Program()
 {
+    search_.reset();  // its window asks for what is in the others
     for (DocumentWindow* window : std::vector<DocumentWindow*>(windows_))
         delete window;
     delete settingsWindow_;

@@ -4,6 +4,7 @@
 #include "app/documents/DocumentRegistry.h"
 #include "app/documents/OriginalFiles.h"
 #include "app/documents/SessionRecords.h"
+#include "app/find/FindMemory.h"
 #include "app/settings/Settings.h"
 #include "base/FunctionRef.h"
 #include "storage/StorageInitialization.h"
@@ -28,6 +29,7 @@ class ClipboardHistory;
 class CommandRegistry;
 class DocumentWindow;
 class PreviewSource;
+class ProgramSearch;
 class ProgramSessions;
 class SettingsStore;
 class SettingsWindow;
@@ -62,6 +64,7 @@ public:
     OriginalFiles& files() { return *files_; }
     SessionRecords& records() { return *records_; }
     ProgramSessions& sessions() { return *sessions_; }
+    ProgramSearch& search() { return *search_; }
     CommandRegistry& commands() { return *commands_; }
     SettingsStore& settings() { return *settings_; }
     Appearance& appearance() { return *appearance_; }
@@ -156,12 +159,14 @@ public:
     /// Reads the headers of all documents unless that has begun.
     void needHeaders();
     ClipboardHistory& clipboardHistory();
+    FindMemory& findMemory() { return findMemory_; }
     PreviewSource& previews();
     void openLibraryFolder();
 
 signals:
     void tabClosed(const penmark::Uuid& document);  ///< it is shown in no window any more
     void windowsChanged();
+    void activeDocumentChanged();  ///< another tab or window is in front
 
 private:
     void createCommands();
@@ -193,6 +198,7 @@ private:
     std::unique_ptr<OriginalFiles> files_;
     std::unique_ptr<SessionRecords> records_;
     std::unique_ptr<ProgramSessions> sessions_;
+    std::unique_ptr<ProgramSearch> search_;
     std::unique_ptr<CommandRegistry> commands_;
     std::vector<DocumentWindow*> windows_;  // the one used last first
     std::vector<std::string> noted_;        // paths of files, the latest first
@@ -200,6 +206,7 @@ private:
     QString recordsFailure_;                // what the bar says of window records; empty: nothing
     QPointer<SettingsWindow> settingsWindow_;
     std::unique_ptr<ClipboardHistory> clipboard_;
+    FindMemory findMemory_;
     std::unique_ptr<PreviewSource> previews_;
     bool readsHeaders_ = false;
     bool afterFirstFrame_ = false;

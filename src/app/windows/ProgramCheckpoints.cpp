@@ -7,6 +7,7 @@
 #include "app/windows/DocumentPane.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSearch.h"
 #include "app/windows/ProgramSessions.h"
 #include "organization/CheckpointRestore.h"
 #include "organization/CheckpointStore.h"
@@ -16,6 +17,8 @@
 #include "organization/Sessions.h"
 
 #include <QApplication>
+#include <QShortcut>
+#include <utility>
 #include <variant>
 
 namespace penmark {
@@ -225,6 +228,10 @@ void ProgramSessions::showHistory(Uuid document)
         connect(&program_.settings(), &SettingsStore::changed, window,
                 [this, window = window.data()] { window->setLook(historyLook()); });
         connect(&records(), &SessionRecords::checkpointsChanged, window, &HistoryWindow::checkpointsChanged);
+        // Results of a search of history are gone through from one such window to the next.
+        for (const auto& [key, steps] : {std::pair(QKeySequence(Qt::Key_F4), 1), {Qt::SHIFT | Qt::Key_F4, -1}})
+            connect(new QShortcut(key, window), &QShortcut::activated, window,
+                    [this, by = steps] { program_.search().step(front(), by); });
         window->move(front().frameGeometry().center() - window->rect().center());
     }
     // What was typed last is the newest version.
@@ -235,10 +242,10 @@ void ProgramSessions::showHistory(Uuid document)
     window->activateWindow();
 }
 
-void ProgramSessions::showVersion(Uuid document, Uuid revision)
+void ProgramSessions::showVersion(Uuid document, Uuid revision, std::optional<Utf8Range> place)
 {
     showHistory(document);
-    histories_[document]->showVersion(revision);
+    histories_[document]->showVersion(revision, place);
 }
 
 }  // namespace penmark

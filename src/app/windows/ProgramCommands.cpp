@@ -66,6 +66,17 @@ void addFileCommands(CommandRegistry& registry, Program& program)
     add.window("file.quit", Program::tr("Quit"), "Ctrl+Q", [&program](auto&) { program.quit(); });
 }
 
+void addFindCommands(CommandRegistry& registry)
+{
+    CommandAdder add(registry, Program::tr("Find"));
+    add.document("find.find", Program::tr("Find…"), "Ctrl+F", [](auto& window) { window.pane()->openFind(false); });
+    add.document("find.replace", Program::tr("Replace…"), "Ctrl+H",
+                 [](auto& window) { window.pane()->openFind(true); });
+    add.document("find.next", Program::tr("Find Next"), "F3", [](auto& window) { window.pane()->findAgain(true); });
+    add.document("find.previous", Program::tr("Find Previous"), "Shift+F3",
+                 [](auto& window) { window.pane()->findAgain(false); });
+}
+
 void addViewCommands(CommandRegistry& registry, Program& program)
 {
     CommandAdder add(registry, Program::tr("View"));
@@ -199,9 +210,11 @@ void Program::createCommands()
 {
     commands_ = std::make_unique<CommandRegistry>();
     addFileCommands(*commands_, *this);
+    addFindCommands(*commands_);
     addTabCommands(*commands_);
     addViewCommands(*commands_, *this);
     addFormatCommands(*commands_, *this);
+    addSearchCommands(*commands_, *this);
     addSessionCommands(*commands_, *this);
     addHelpCommands(*commands_, *this);
     commands_->addEditorCommands();

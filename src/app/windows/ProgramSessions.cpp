@@ -11,6 +11,7 @@
 #include "app/sessions/SessionsWindow.h"
 #include "app/windows/DocumentWindow.h"
 #include "app/windows/Program.h"
+#include "app/windows/ProgramSearch.h"
 #include "organization/SessionError.h"
 #include "organization/Sessions.h"
 
@@ -330,7 +331,14 @@ void ProgramSessions::showOrganiser(OrganiserPage page)
 {
     if (!organiser_) {
         organiser_ = new SessionsWindow(records(), *this, program_.documents(), records().queue());
-        connect(organiser_, &SessionsWindow::compareRequested, this, &ProgramSessions::showVersion);
+        connect(organiser_, &SessionsWindow::compareRequested, this,
+                [this](const Uuid& document, const Uuid& revision) { showVersion(document, revision); });
+        connect(organiser_, &SessionsWindow::searchRequested, this, [this](const Uuid& checkpoint) {
+            TextSearchScope scope;
+            scope.kind = TextScopeKind::checkpoint;
+            scope.id = checkpoint;
+            program_.search().show(front(), {}, scope);
+        });
         connect(organiser_, &SessionsWindow::starterMade, this, &ProgramSessions::keepStarter);
         organiser_->move(front().frameGeometry().center() - organiser_->rect().center());
     }

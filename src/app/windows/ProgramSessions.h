@@ -91,7 +91,8 @@ public:
     void openDocument(Uuid document, bool newWindow = false) override;
     void restoreRevision(Uuid document, Uuid revision) override;
     void showHistory(Uuid document) override;
-    void showVersion(Uuid document, Uuid revision);
+    /// A place in the text of the version is selected there.
+    void showVersion(Uuid document, Uuid revision, std::optional<Utf8Range> place = {});
     void showOrganiser(OrganiserPage page) override;
     void manageMembers(Uuid workspace) override;
 

@@ -200,6 +200,7 @@ void Program::windowActivated(DocumentWindow& window)
     if (!records_->library().findWindow(window.id()))
         records_->put(window.record());
     records_->used(window.id());
+    emit activeDocumentChanged();
 }
 
 bool Program::isShown(const Uuid& document) const

@@ -50,6 +50,8 @@ protected:
         QObject::connect(&view, &NavigatorView::showInFilesRequested, &view, write("showInFiles"));
         QObject::connect(&view, &NavigatorView::leaveRequested, &view, [this] { note("leave", {}); });
         QObject::connect(&view, &NavigatorView::newDraftRequested, &view, [this] { note("newDraft", {}); });
+        QObject::connect(&view, &NavigatorView::searchRequested, &view,
+                         [this](const QString& text) { asked += "search " + text.toStdString(); });
         QObject::connect(&view, &NavigatorView::stateChanged, &view, [this] { ++stateChanges; });
     }
 
@@ -438,6 +440,30 @@ TEST_F(NavigatorViewTest, SaysWhyItIsEmpty)
     EXPECT_EQ(take(), "newDraft");
     filter->setText(QStringLiteral("zebra"));
     EXPECT_EQ(page(), "No titles match.");
+
+    // What is no title may be in a text; the offer is a key away and does not make the panel wider.
+    QPushButton* search = nullptr;
+    for (QPushButton* const each : view.findChildren<QPushButton*>())
+        if (each->isVisible())
+            search = each;
+    ASSERT_TRUE(search);
+    EXPECT_EQ(search->text().toStdString(), "Search texts for “zebra”\n(Ctrl+Shift+F)");
+    const int narrowest = view.minimumSizeHint().width();
+    filter->setText(QStringLiteral("zebra & ").repeated(20));
+    EXPECT_EQ(view.minimumSizeHint().width(), narrowest);
+    EXPECT_TRUE(search->accessibleName().contains(filter->text()));
+    EXPECT_TRUE(search->text().contains(QStringLiteral("&&")) && search->text().contains(QStringLiteral("…")));
+    filter->setText(QStringLiteral("zebra"));
+    filter->setFocus();
+    key(filter, Qt::Key_Down);
+    ASSERT_TRUE(search->hasFocus());
+    view.setState(view.state());
+    EXPECT_TRUE(search->hasFocus()) << "also when the list is looked at again";
+    EXPECT_EQ(view.typedFilter(), QStringLiteral("zebra")) << "for the key that the offer names";
+    key(search, Qt::Key_Space);
+    EXPECT_EQ(take(), "search zebra");
+    filter->setText(QStringLiteral(" "));
+    EXPECT_FALSE(search->isVisible());
     filter->setText(QStringLiteral("bou"));
     EXPECT_EQ(page(), "list");
 }

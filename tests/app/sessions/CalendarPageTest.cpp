@@ -201,6 +201,16 @@ TEST_F(CalendarPageTest, RestoresTheWholeOrWhatIsTicked)
     button(QStringLiteral("Compare…")).click();
     ASSERT_EQ(compared.count(), 1);
     EXPECT_EQ(actions.names[compared.front().front().value<Uuid>()], "bread");
+
+    QSignalSpy searched(&page, &CalendarPage::searchRequested);
+    QPushButton& search = button(QStringLiteral("Search in This Checkpoint…"));
+    table.setFocus();
+    for (int steps = 0; steps < 20 && !search.hasFocus(); ++steps)
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);
+    ASSERT_TRUE(search.hasFocus());
+    QTest::keyClick(&search, Qt::Key_Space);
+    ASSERT_EQ(searched.count(), 1);
+    EXPECT_EQ(actions.names[searched.front().front().value<Uuid>()], "kept");
 }
 
 TEST_F(CalendarPageTest, DropsAnswersAboutWhatIsNoLongerChosen)
