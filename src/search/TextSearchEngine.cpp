@@ -4,16 +4,29 @@
 #include "base/SystemError.h"
 #include "search/TextSearchRun.h"
 
+#include <stdexcept>
 #include <utility>
 
 namespace penmark {
 
 TextSearchEngine::TextSearchEngine(RecoveryStore& store, Configuration configuration)
-    : store_(store), configuration_(std::move(configuration)),
-      caches_(std::make_unique<Caches>(configuration_.indexFolder))
+    : TextSearchEngine(std::move(configuration))
+{
+    store_ = &store;
+}
+
+TextSearchEngine::TextSearchEngine(Configuration configuration)
+    : configuration_(std::move(configuration)), caches_(std::make_unique<Caches>(configuration_.indexFolder))
 {}
 
 TextSearchEngine::~TextSearchEngine() = default;
+
+RecoveryStore& TextSearchEngine::store()
+{
+    if (store_ == nullptr)
+        throw std::logic_error("searching a library that is not there");
+    return *store_;
+}
 
 void TextSearchEngine::run(const TextSearchRequest& request, const std::stop_token& stop, const Publish& publish)
 {

@@ -58,6 +58,8 @@ public:
 
     /// The library outlives the engine.
     TextSearchEngine(RecoveryStore& store, Configuration configuration);
+    /// Without a library: only project folders can be searched.
+    explicit TextSearchEngine(Configuration configuration);
     ~TextSearchEngine();
     TextSearchEngine(const TextSearchEngine&) = delete;
     TextSearchEngine& operator=(const TextSearchEngine&) = delete;
@@ -84,7 +86,9 @@ private:
     friend class TextSearchRun;
     struct Caches;
 
-    RecoveryStore& store_;
+    RecoveryStore& store();
+
+    RecoveryStore* store_ = nullptr;
     Configuration configuration_;
     std::unique_ptr<Caches> caches_;
 };

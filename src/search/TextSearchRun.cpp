@@ -102,7 +102,7 @@ void TextSearchRun::listFolder(const ResolvedSearchTarget& target)
 void TextSearchRun::listStored(const ResolvedSearchTarget& target)
 {
     const bool isWhole = target.kind == TextScopeKind::allDocuments || target.kind == TextScopeKind::allHistory;
-    const std::uint64_t version = engine_.store_.searchVersion();
+    const std::uint64_t version = engine_.store().searchVersion();
     if (isWhole) {
         const std::scoped_lock hold(caches_.libraryLock);
         const auto& known = caches_.libraries[target.kind];
@@ -120,7 +120,7 @@ void TextSearchRun::listStored(const ResolvedSearchTarget& target)
     open.reserve(request_.overlays.size());
     for (const TextSearchOverlay& overlay : request_.overlays)
         open.push_back(overlay.document);
-    StoredSources found = storedSources(engine_.store_, target, request_.library, open, stop_);
+    StoredSources found = storedSources(engine_.store(), target, request_.library, open, stop_);
     sources_ = std::make_shared<const TextSearchSources>(std::move(found.sources));
     hashes_ = std::make_shared<TextSearchEngine::Caches::Hashes>();
     hashes_->blocks.resize((sources_->size() + hashBlock - 1) / hashBlock);
@@ -176,8 +176,8 @@ void TextSearchRun::loadHashes(std::size_t number)
         }
     }
     if (!unknown.empty()) {
-        const auto hold = engine_.store_.lock();
-        Statement select = engine_.store_.prepare("SELECT hash FROM revisions WHERE id=?");
+        const auto hold = engine_.store().lock();
+        Statement select = engine_.store().prepare("SELECT hash FROM revisions WHERE id=?");
         for (const std::size_t at : unknown) {
             const std::string id = sources_->stored(first + at).revision.text();
             select.bind({id});
@@ -270,7 +270,7 @@ void TextSearchRun::planStored(std::size_t first, std::size_t count, Worker& wor
         return;
     // Holds the library's lock, so nothing that takes another one happens meanwhile.
     try {
-        ContentReading reading(engine_.store_);
+        ContentReading reading(engine_.store());
         std::size_t bytes = 0;
         for (Plan* const plan : unread) {
             plan->compressed = reading.fetch(plan->key.text(), mostChunks());
@@ -327,7 +327,7 @@ void TextSearchRun::search(std::size_t index, std::size_t first, Worker& worker,
 /// Asked for revisions with hits alone; listing it with all of them would cost each search of history.
 std::optional<Date> TextSearchRun::storedAt(const Uuid& revision) const
 {
-    const auto rows = engine_.store_.query("SELECT json FROM revisions WHERE id=?", {revision.text()});
+    const auto rows = engine_.store().query("SELECT json FROM revisions WHERE id=?", {revision.text()});
     std::vector<RecoveryRevision> records;
     std::vector<std::string> problems;  // of its text nothing is missing
     if (!rows.empty())
@@ -431,7 +431,7 @@ void TextSearchRun::searchStored(const TextSearchSources::Stored& stored, std::s
     if (plan.text)
         return searchContents(*plan.text, title, worker, outcome);
     if (!plan.compressed)
-        plan.compressed = ContentReading(engine_.store_).fetch(plan.key.text(), mostChunks());
+        plan.compressed = ContentReading(engine_.store()).fetch(plan.key.text(), mostChunks());
     if (!plan.compressed)
         return refuseSize(title, outcome);
     const std::string_view text = plan.compressed->decode(worker.room);

@@ -151,8 +151,6 @@ TEST_F(SearchTest, LooksIntoFoldersWithoutAddingThem)
     put("d/ignored.txt", "needle");
     put("outside.txt", "needle");
     std::filesystem::create_symlink(path("outside.txt"), path("d/link.txt"));
-    line({"session", "new"});
-
     const std::string usual = "d/a.txt:1:1:needle\nd/sub/b.MD:2:3:  needle\n";
     EXPECT_EQ(found({"--folder", "d"}), usual);
     EXPECT_EQ(found({"--folder", "d", "--type", "md", "--type", ".rs"}), "d/sub/b.MD:2:3:  needle\n");
@@ -162,6 +160,13 @@ TEST_F(SearchTest, LooksIntoFoldersWithoutAddingThem)
     EXPECT_EQ(found({"--folder", "d", "--field", "names"}, "b.m"), "d/sub/b.MD:\n");
     EXPECT_TRUE(contains(report({"needle", "--folder", "d"}, "Complete for local content"), "\"binarySkipped\":1"));
 
+    // Without a library, which is not made, and while another program works with it.
+    EXPECT_FALSE(std::filesystem::exists(library()));
+    line({"session", "new"});
+    {
+        const auto holder = openLibrary();
+        EXPECT_EQ(found({"--folder", "d"}), usual);
+    }
     EXPECT_EQ(output({"projects"}), "");
     const std::string project = line({"project", "add", "d"});
     const std::string root = std::filesystem::canonical(path("d")).native();

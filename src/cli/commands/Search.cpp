@@ -2,6 +2,7 @@
 #include "cli/Command.h"
 #include "cli/DocumentAccess.h"
 #include "cli/IdPrefix.h"
+#include "cli/Interruption.h"
 #include "cli/SearchOutput.h"
 #include "cli/SearchRunner.h"
 #include "cli/SessionAccess.h"
@@ -11,6 +12,8 @@
 
 #include <array>
 #include <limits>
+#include <optional>
+#include <utility>
 
 namespace penmark::cli {
 
@@ -79,7 +82,16 @@ TextSearchRule ruleOf(const Arguments& arguments)
     return rule;
 }
 
-// Finds what the place's value names. A folder joins the library in memory only.
+// A folder that need not be one of a library, as a project in memory only.
+TextSearchScope scopeOfFolder(const std::string& typed, SessionLibrary& library)
+{
+    TextSearchScope scope;
+    scope.kind = TextScopeKind::project;
+    scope.id = addProject(library, folderPath(typed));
+    return scope;
+}
+
+// Finds what the place's value names in the library.
 TextSearchScope scopeOf(const Option* place, const std::string& value, RecoveryStore& store, SessionLibrary& library)
 {
     TextSearchScope scope;
@@ -87,9 +99,6 @@ TextSearchScope scopeOf(const Option* place, const std::string& value, RecoveryS
         return scope;
     if (place == &searchHistory) {
         scope.kind = TextScopeKind::allHistory;
-    } else if (place == &inFolder) {
-        scope.kind = TextScopeKind::project;
-        scope.id = addProject(library, folderPath(value));
     } else if (const IdPrefix typed(value); place == &inDocument) {
         scope.kind = TextScopeKind::file;
         scope.id = typed.findDocument(store);
@@ -123,21 +132,28 @@ int commands::search(CommandContext& context, const Arguments& arguments)
     if (most)
         request.limit = *most > 0 ? static_cast<std::size_t>(*most) : std::numeric_limits<std::size_t>::max();
 
-    RecoveryStore& store = context.openLibrary();
-    const bool isInSessions = place == &inSession || place == &inWorkspace || place == &inProject;
-    if (isInSessions)  // anywhere else damaged records of sessions hide nothing
-        request.library = readSessions(context.console, store).library;
-    request.rule.scope = scopeOf(place, where, store, request.library);
-
     TextSearchEngine::Configuration configuration;
     configuration.indexFolder = searchIndexFolder(currentEnvironment());
     configuration.keepsFilters = false;  // this process ends before they would be used
-    TextSearchEngine engine(store, configuration);
+    std::optional<TextSearchEngine> engine;
+    if (place == &inFolder) {  // there may be no library, or one that another program works with
+        deferInterruptions();
+        request.rule.scope = scopeOfFolder(where, request.library);
+        engine.emplace(std::move(configuration));
+    } else {
+        RecoveryStore& store = context.openLibrary();
+        const bool isInSessions = place == &inSession || place == &inWorkspace || place == &inProject;
+        if (isInSessions)  // anywhere else damaged records of sessions hide nothing
+            request.library = readSessions(context.console, store).library;
+        request.rule.scope = scopeOf(place, where, store, request.library);
+        engine.emplace(store, std::move(configuration));
+    }
+
     const SearchOutput::Form form = arguments.has(searchReport) ? SearchOutput::Form::report
                                     : arguments.has(hitObjects) ? SearchOutput::Form::json
                                                                 : SearchOutput::Form::lines;
     SearchOutput output(context.console, form, place == &inFolder ? where : std::string());
-    runSearch(engine, request, [&](TextSearchBatch&& batch) { output.take(std::move(batch)); });
+    runSearch(*engine, request, [&](TextSearchBatch&& batch) { output.take(std::move(batch)); });
     return output.finish();
 }
 
