@@ -3,6 +3,7 @@
 
 #include "base/SystemError.h"
 #include "search/CaseFolding.h"
+#include "search/TextSearchError.h"
 
 #include <algorithm>
 #include <bit>
@@ -21,7 +22,8 @@ namespace penmark {
 
 namespace {
 
-constexpr std::size_t stride = std::size_t{1} << 20;  // bytes between looks at the stop token
+constexpr std::size_t stride = std::size_t{1} << 20;        // bytes between looks at the stop token
+constexpr std::size_t comparisonsBetweenLooks = 1'000'000;  // about a millisecond
 
 // How common a byte is in texts and programs: the later in this list, the rarer, and all others rarer still.
 unsigned commonness(char byte)
@@ -142,6 +144,8 @@ LiteralScanner::LiteralScanner(std::vector<std::string> literals, bool caseSensi
         for (const std::string& literal : literals_)
             folded_.push_back(foldCase(literal));
     }
+    for (const std::string& literal : literals_)
+        longest_ = std::max(longest_, literal.size());
     if (literals_.size() == 1 && caseSensitive_)
         choosePair();
     else
@@ -283,10 +287,19 @@ std::size_t LiteralScanner::endAt(std::string_view text, std::size_t at) const
 }
 
 std::optional<LiteralScanner::Found> LiteralScanner::find(std::string_view text, std::size_t from,
-                                                          const std::stop_token& stop) const
+                                                          const std::stop_token& stop,
+                                                          std::chrono::steady_clock::time_point deadline) const
 {
     if (text.size() < reach_)
         return std::nullopt;
+    std::size_t comparisons = 0;  // at most, since the last look
+    const auto look = [&] {
+        comparisons = 0;
+        if (stop.stop_requested())
+            throw Cancelled();
+        if (deadline != std::chrono::steady_clock::time_point::max() && std::chrono::steady_clock::now() >= deadline)
+            throw TextSearchError::timeBudget();
+    };
     const std::size_t last = text.size() - reach_ + 1;  // behind the last place with enough bytes
     while (from < last) {
         const std::size_t limit = last - from > stride ? from + stride : last;
@@ -296,12 +309,13 @@ std::optional<LiteralScanner::Found> LiteralScanner::find(std::string_view text,
                 const std::size_t at = candidates.base + static_cast<std::size_t>(std::countr_zero(places));
                 if (const std::size_t end = endAt(text, at); end != noMatch)
                     return Found{at, end};
+                if ((comparisons += longest_) >= comparisonsBetweenLooks)
+                    look();
             }
             const std::size_t width = static_cast<std::size_t>(std::bit_width(candidates.places));
             from = candidates.base + width;
         }
-        if (stop.stop_requested())
-            throw Cancelled();
+        look();
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -31,8 +32,10 @@ public:
     };
 
     /// The leftmost place at or behind `from` where one of the literals stands, and the first one that stands there.
-    /// Throws Cancelled within about a mebibyte when asked to stop.
-    std::optional<Found> find(std::string_view text, std::size_t from, const std::stop_token& stop) const;
+    /// Throws Cancelled within some milliseconds when asked to stop, and TextSearchError `timeBudget` when it is late.
+    std::optional<Found>
+    find(std::string_view text, std::size_t from, const std::stop_token& stop,
+         std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max()) const;
 
     /// Where the first literal that stands at this place ends; `noMatch` if there is none.
     std::size_t endAt(std::string_view text, std::size_t at) const;
@@ -61,7 +64,8 @@ private:
     bool isPair_ = false;
     std::size_t first_ = 0;  // offsets of the pair's bytes in the literal
     std::size_t second_ = 0;
-    std::size_t reach_ = 1;  // bytes that a candidate needs
+    std::size_t reach_ = 1;    // bytes that a candidate needs
+    std::size_t longest_ = 0;  // characters or bytes that a close look at one may compare
 
     // For each byte of a fingerprint, the groups that hold a byte with this lower or upper half.
     std::array<std::array<std::uint8_t, 16>, fingerprintBytes> lower_{};

@@ -206,6 +206,8 @@ private:
     // A set is only skipped. Sets of ordinary characters stay in a line.
     void skipSet()
     {
+        if (pattern_.substr(at_).starts_with("[:"))  // a name such as [:space:], which need not be in another set
+            throw Unknown();
         constexpr std::string_view ordinary = " _-.,:;=/+*()\"'@#%<>{}!?|~";
         ++at_;
         if (!atEnd() && (pattern_[at_] == '^' || pattern_[at_] == ']')) {
@@ -226,7 +228,7 @@ private:
             bool isPlain = isWord(c) || (c == ']' && depth == 0) || ordinary.find(c) != std::string_view::npos;
             if (c == '\\') {
                 ++at_;
-                if (atEnd() || pattern_[at_] == 'Q')
+                if (atEnd() || pattern_[at_] == 'Q' || pattern_[at_] == 'c')
                     throw Unknown();
                 const char escaped = pattern_[at_];
                 isPlain = escaped == 'w' || escaped == 'd' || (escaped > ' ' && !isWord(escaped));

@@ -176,11 +176,13 @@ struct TextMatcher::Parts {
     }
     URegularExpression* regexOf(Scratch& scratch) const;
 
-    void findLiterals(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop) const;
+    void findLiterals(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop,
+                      SteadyClock::time_point deadline = SteadyClock::time_point::max()) const;
     void findByRegex(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop, Scratch& scratch,
                      SteadyClock::time_point deadline) const;
     void findInLines(std::string_view text, Utf8Range within, LiteralScanner::Found required, Sink& sink,
-                     const std::stop_token& stop, Scratch& scratch, RegexRun& run) const;
+                     const std::stop_token& stop, Scratch& scratch, RegexRun& run,
+                     SteadyClock::time_point deadline) const;
     void findNormalized(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop,
                         Scratch& scratch) const;
     void findTypos(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop,
@@ -270,7 +272,7 @@ void TextMatcher::find(std::string_view text, std::size_t most, const std::stop_
         return parts_->findLiterals(text, within, sink, stop);
     case TextMatchMode::regex:
         if (parts_->areLiteralsAll)
-            return parts_->findLiterals(text, within, sink, stop);
+            return parts_->findLiterals(text, within, sink, stop, deadline);
         return parts_->findByRegex(text, within, sink, stop, scratch, deadline);
     case TextMatchMode::normalized:
         return parts_->findNormalized(text, within, sink, stop, scratch);
@@ -282,13 +284,13 @@ void TextMatcher::find(std::string_view text, std::size_t most, const std::stop_
     }
 }
 
-void TextMatcher::Parts::findLiterals(std::string_view text, Utf8Range within, Sink& sink,
-                                      const std::stop_token& stop) const
+void TextMatcher::Parts::findLiterals(std::string_view text, Utf8Range within, Sink& sink, const std::stop_token& stop,
+                                      SteadyClock::time_point deadline) const
 {
     const std::string_view reached = text.substr(0, within.end.value);
     std::size_t from = within.start.value;
     std::size_t refused = 0;
-    while (const auto found = literals->find(reached, from, stop)) {
+    while (const auto found = literals->find(reached, from, stop, deadline)) {
         if (isAccepted(text, found->start, found->end)) {
             if (!sink.add(found->start, found->end, TextMatchKind::exact))
                 return;
@@ -317,11 +319,11 @@ void TextMatcher::Parts::findByRegex(std::string_view text, Utf8Range within, Si
 {
     std::optional<LiteralScanner::Found> required;
     const std::size_t lookFrom = staysInLine ? lineAround(text, within.start.value, within.start.value).first : 0;
-    if (literals && !(required = literals->find(text, lookFrom, stop)))
+    if (literals && !(required = literals->find(text, lookFrom, stop, deadline)))
         return;
     RegexRun run(regexOf(scratch), deadline, stop);
     if (required && staysInLine)
-        return findInLines(text, within, *required, sink, stop, scratch, run);
+        return findInLines(text, within, *required, sink, stop, scratch, run, deadline);
     Utf16Text& units = scratch.parts_->text;
     units.assign(text, stop);
     run.setText(units.view());
@@ -343,7 +345,8 @@ void TextMatcher::Parts::findByRegex(std::string_view text, Utf8Range within, Si
 
 // Only lines that hold what the expression requires are looked at, each as a text of its own.
 void TextMatcher::Parts::findInLines(std::string_view text, Utf8Range within, LiteralScanner::Found required,
-                                     Sink& sink, const std::stop_token& stop, Scratch& scratch, RegexRun& run) const
+                                     Sink& sink, const std::stop_token& stop, Scratch& scratch, RegexRun& run,
+                                     SteadyClock::time_point deadline) const
 {
     Utf16Text& units = scratch.parts_->text;
     std::uint32_t lines = 0;
@@ -372,7 +375,7 @@ void TextMatcher::Parts::findInLines(std::string_view text, Utf8Range within, Li
                          isAscii ? limit : unitsBefore(line, Utf8Offset(limit)), use);
         if (!hasRoom)
             return;
-        found = literals->find(text, lineEnd, stop);
+        found = literals->find(text, lineEnd, stop, deadline);
     }
 }
 
@@ -387,7 +390,9 @@ void TextMatcher::Parts::findNormalized(std::string_view text, Utf8Range within,
     const NormalizedText normalized = NormalizedText::of(units.view(), rule.caseSensitive, stop);
     const std::u16string_view folded = normalized.text;
     std::vector<TextMatch> others;
-    Utf16Walk walk(text, stop);
+    // Places that are refused overlap, so that a start lies before the end of the one before.
+    Utf16Walk starts(text, stop);
+    Utf16Walk ends(text, stop);
     std::uint32_t found = 0;
     const std::size_t firstUnit = unitsBefore(text, within.start);
     const std::size_t limit = unitsBefore(text, within.end);
@@ -402,8 +407,8 @@ void TextMatcher::Parts::findNormalized(std::string_view text, Utf8Range within,
         const std::size_t endUnit = std::size_t{last.start} + last.length;
         if (endUnit > limit)
             break;
-        const std::size_t start = walk.byteAt(startUnit);
-        const std::size_t end = walk.byteAt(endUnit);
+        const std::size_t start = starts.byteAt(startUnit);
+        const std::size_t end = ends.byteAt(endUnit);
         std::size_t next = at + 1;
         if (isAccepted(text, start, end)) {
             const bool isFirst = isExact(text, start, end);

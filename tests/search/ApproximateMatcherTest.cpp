@@ -106,6 +106,17 @@ TEST(TextMatcher, FindsNormalizedMatches)
     EXPECT_EQ(pieces(text, findAll(TextMatcher(rule), text, 2)), "foo-bar|~foo_bar");
 }
 
+// Each place is one and overlaps the one before.
+TEST(TextMatcher, RefusesManyPlacesThatAreNoWholeWords)
+{
+    TextSearchRule rule = ruleOf("aa", TextMatchMode::normalized);
+    rule.wholeWord = true;
+    const std::string text = std::string(1'000'000, 'a') + "é aa";
+    const auto before = cpuTime();
+    EXPECT_EQ(pieces(text, findAll(TextMatcher(rule), text)), "aa");
+    EXPECT_LT((cpuTime() - before).count(), granted(1.0));
+}
+
 TEST(TextMatcher, RefusesLargeTextsToNormalize)
 {
     const TextMatcher matcher(ruleOf("b", TextMatchMode::normalized));

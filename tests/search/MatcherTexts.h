@@ -4,6 +4,7 @@
 #include "search/TextMatcher.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <iterator>
 #include <random>
@@ -26,7 +27,7 @@ inline std::vector<TextMatch> findAll(const TextMatcher& matcher, std::string_vi
 {
     std::vector<TextMatch> matches;
     TextMatcher::Scratch scratch;
-    matcher.find(text, most, {}, scratch, matches, TextMatcher::timeBudget, within);
+    matcher.find(text, most, {}, scratch, matches, std::chrono::minutes(1), within);
     return matches;
 }
 

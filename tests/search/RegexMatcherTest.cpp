@@ -89,6 +89,8 @@ TEST(RegexLiterals, ReadsWhatEveryMatchHolds)
         {"[\\w.-]+@example", "@example -"},
         {"[^a]def", "def"},
         {"[]abc]def", ""},
+        {"[:space:]def", ""},
+        {"[\\c]]def", ""},
         {"a\\sb", "a"},
         {"a\\nb", "= a\nb"},
         {"^foo$", "foo"},
@@ -112,27 +114,28 @@ TEST(RegexLiterals, ReadsWhatEveryMatchHolds)
 // Of pieces of expressions, most of which have literals that texts need.
 std::string randomPattern(MatcherTexts& random, int depth = 0)
 {
-    static constexpr const char* pieces[] = {"s",       "ss",
-                                             "st",      "K",
-                                             "fi",      "ſ",
-                                             "ß",       "é",
-                                             "a",       "F",
-                                             "ffi",     "İ",
-                                             "д",       "\\w",
-                                             "\\d",     ".",
-                                             "[sk]",    "[^s]",
-                                             "\\b",     "\\s",
-                                             "[a-k ]",  "\\Qa-\\E",
-                                             "^",       "$",
-                                             "\\n",     "-",
-                                             "(?=s)",   "\\.",
-                                             "(?<!a)",  "\\B",
-                                             "\\S",     "\\r",
-                                             "k",       "\\x61",
-                                             "\\u00df", "a",
-                                             "[\\w.-]", "[[a-k]&&[^a]]",
-                                             "[\\]s]",  "[[:alpha:]]",
-                                             "[^\\n]",  "[-s]"};
+    static constexpr const char* pieces[] = {"s",         "ss",
+                                             "st",        "K",
+                                             "fi",        "ſ",
+                                             "ß",         "é",
+                                             "a",         "F",
+                                             "ffi",       "İ",
+                                             "д",         "\\w",
+                                             "\\d",       ".",
+                                             "[sk]",      "[^s]",
+                                             "\\b",       "\\s",
+                                             "[a-k ]",    "\\Qa-\\E",
+                                             "^",         "$",
+                                             "\\n",       "-",
+                                             "(?=s)",     "\\.",
+                                             "(?<!a)",    "\\B",
+                                             "\\S",       "\\r",
+                                             "k",         "\\x61",
+                                             "\\u00df",   "a",
+                                             "[\\w.-]",   "[[a-k]&&[^a]]",
+                                             "[\\]s]",    "[[:alpha:]]",
+                                             "[:space:]", "[\\c]]",
+                                             "[^\\n]",    "[-s]"};
     static constexpr const char* quantifiers[] = {"", "", "", "", "", "+", "*", "?", "{2}", "{0,1}", "+?", "*?", "?+"};
     const bool isPlain = depth == 0 && random.below(3) == 0;
     std::string pattern;
@@ -233,6 +236,25 @@ TEST(TextMatcher, EndsExpressionsThatTakeTooLong)
         matches.clear();
         matcher.find(pattern.starts_with("(?:x") ? "xb" : "found", 1'000, {}, scratch, matches);
         EXPECT_EQ(matches.size(), 1U);
+    }
+}
+
+// Nearly everything that an expression requires stands at each place: looking for that takes time too.
+TEST(TextMatcher, LooksForWhatIsRequiredUntilTheDeadline)
+{
+    const std::string text(8'000'000, '0');
+    for (const std::string_view rest : {"[a-z]", ""}) {
+        const TextMatcher matcher(ruleOf(std::string(2'000, '0') + "1" + std::string(rest), TextMatchMode::regex));
+        TextMatcher::Scratch scratch;
+        std::vector<TextMatch> matches;
+        const auto before = cpuTime();
+        try {
+            matcher.find(text, 10, {}, scratch, matches);
+            ADD_FAILURE() << "came to an end";
+        } catch (const TextSearchError& error) {
+            EXPECT_EQ(error.which(), TextSearchError::Case::timeBudget);
+        }
+        EXPECT_LT((cpuTime() - before).count(), granted(0.5));
     }
 }
 
