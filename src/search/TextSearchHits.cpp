@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <numeric>
 
 namespace penmark {
@@ -112,6 +113,8 @@ void takeLine(std::string_view text, const LineWalk& walk, TextSearchHit& hit)
     hit.text = text.substr(start, end - start);
     const auto within = [&](std::size_t offset) { return Utf8Offset(std::clamp(offset, start, end) - start); };
     hit.mark = {within(matchStart), within(matchEnd)};
+    if (hit.mark.size() < matchEnd - matchStart)
+        hit.matchHash = std::hash<std::string_view>()(text.substr(matchStart, matchEnd - matchStart));
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ struct TextSearchHit {
     std::string text;           ///< the line, or of a long one the part around the match
     std::size_t textStart = 0;  ///< where in the line `text` begins, in UTF-16 units
     Utf8Range mark;             ///< of the match in `text`, as far as it is there
+    std::size_t matchHash = 0;  ///< std::hash of the matched text, if `text` does not hold all of it
 
     friend bool operator==(const TextSearchHit&, const TextSearchHit&) = default;
 };

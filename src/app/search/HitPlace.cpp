@@ -2,6 +2,7 @@
 #include "app/search/HitPlace.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 
 namespace penmark {
@@ -25,7 +26,11 @@ std::optional<Utf8Range> samePlace(const TextSearchHit& hit, const TextSnapshot&
     if (hit.match.range.end > text.utf16End())
         return std::nullopt;
     const Utf8Range old = text.toUtf8(hit.match.range);
-    return !isKnownWholly(hit) || text.text(old) == foundText(hit) ? std::optional(old) : std::nullopt;
+    if (old.size() != hit.match.bytes.size())
+        return std::nullopt;
+    const std::string now = text.text(old);
+    const bool isSame = isKnownWholly(hit) ? now == foundText(hit) : std::hash<std::string>()(now) == hit.matchHash;
+    return isSame ? std::optional(old) : std::nullopt;
 }
 
 std::optional<Utf8Range> nearestPlace(const TextSearchHit& hit, const TextSnapshot& text, const std::stop_token& stop)

@@ -11,7 +11,7 @@ namespace penmark {
 
 /// Where a hit stands in a text that may have been edited since it was found. Any thread.
 
-/// Its old place, if the text there is the same; of a match that is not known wholly, whatever the text. A microsecond.
+/// Its old place, if the text there is the same. Takes a microsecond, and of long matches some for each KiB.
 std::optional<Utf8Range> samePlace(const TextSearchHit& hit, const TextSnapshot& text);
 
 /// The same text nearest to the old place; absent if it is nowhere, or if what was found is not known wholly. Reads the
