@@ -3,6 +3,7 @@
 
 #include "base/Parallel.h"
 #include "base/SystemError.h"
+#include "base/TextSummary.h"
 #include "search/TextSearchHits.h"
 #include "storage/ContentStore.h"
 #include "storage/RecoveryDocument.h"
@@ -221,8 +222,11 @@ void TextSearchRun::searchSome(std::size_t first, std::size_t count, Worker& wor
 {
     if (!waitForTurn(first))
         throw Cancelled();
-    if (searchesContents())
+    if (searchesContents()) {
         sources_->areFiles() ? planFiles(first, count, worker) : planStored(first, count, worker);
+        if (!engine_.configuration_.keepsFilters)  // nobody else may want the index, and whoever reads hits be slow
+            caches_.index.release();
+    }
     std::vector<Outcome> outcomes;
     auto delivered = Clock::now();
     for (std::size_t index = first; index < first + count; ++index) {
@@ -335,9 +339,15 @@ std::optional<Date> TextSearchRun::storedAt(const Uuid& revision) const
     return records.empty() ? std::nullopt : std::optional(records.front().createdAt);
 }
 
+/// Stored or typed, a text may have so many UTF-16 units, of up to three bytes each.
+bool TextSearchRun::isTooLarge(std::string_view text) const
+{
+    return text.size() > sizeLimit_ && utf16Length(text) > sizeLimit_;
+}
+
 std::size_t TextSearchRun::mostChunks() const
 {
-    return sizeLimit_ / ContentStore::chunkSize;
+    return 3 * sizeLimit_ / ContentStore::chunkSize;
 }
 
 std::size_t TextSearchRun::mostHits() const
@@ -429,13 +439,15 @@ void TextSearchRun::searchStored(const TextSearchSources::Stored& stored, std::s
         return;
     }
     if (plan.text)
-        return searchContents(*plan.text, title, worker, outcome);
+        return isTooLarge(*plan.text) ? refuseSize(title, outcome) : searchContents(*plan.text, title, worker, outcome);
     if (!plan.compressed)
         plan.compressed = ContentReading(engine_.store()).fetch(plan.key.text(), mostChunks());
     if (!plan.compressed)
         return refuseSize(title, outcome);
     const std::string_view text = plan.compressed->decode(worker.room);
     plan.compressed.reset();
+    if (isTooLarge(text))
+        return refuseSize(title, outcome);
     caches_.sourceCache.put(plan.key, text);
     searchContents(text, title, worker, outcome);
     if (engine_.configuration_.keepsFilters && plan.answer == SearchIndexUse::Answer::unknown &&

@@ -122,6 +122,7 @@ private:
     void match(std::string_view text, Worker& worker, Outcome& outcome, const std::string& location);
     std::optional<Date> storedAt(const Uuid& revision) const;
     std::size_t mostHits() const;
+    bool isTooLarge(std::string_view text) const;
     std::size_t mostChunks() const;
     bool searchesNames() const { return rule_.field != TextSearchField::contents; }
     bool searchesContents() const { return rule_.field != TextSearchField::namesAndPaths; }
