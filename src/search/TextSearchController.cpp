@@ -113,6 +113,7 @@ void TextSearchController::start(bool isAsked)
     cancel({});
     due_ = false;
     changedMeanwhile_ = false;
+    hasFailed_ = false;
     stale_ = false;
     stoppedByUser_ = false;
     message_.clear();
@@ -297,7 +298,8 @@ void TextSearchController::folderNotWatched()
 /// The results no longer hold. They are brought up to date by themselves if that is quick.
 void TextSearchController::becomeStale()
 {
-    if (!visible_ || stoppedByUser_ || !target_.isAvailable || (!running_ && !report_.finished && !report_.limited))
+    const bool hasEnded = report_.finished || report_.limited || hasFailed_;
+    if (!visible_ || stoppedByUser_ || !target_.isAvailable || (!running_ && !hasEnded))
         return;
     if (running_) {
         changedMeanwhile_ = true;
@@ -345,11 +347,14 @@ void TextSearchController::fail(const std::string& sentence)
     if (awaitsFirst_)
         clearResults();
     running_ = false;
+    hasFailed_ = true;
     message_ = sentence;
     report_.issues.push_back({sentence, {}});
     ++report_.problems;
     environment_.log("finish " + std::to_string(serial_) + " complete=false cancelled=false hits=" +
                      std::to_string(report_.hits.size()) + " problems=" + std::to_string(report_.problems));
+    if (std::exchange(changedMeanwhile_, false))
+        becomeStale();
     changed();
 }
 

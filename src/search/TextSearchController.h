@@ -146,6 +146,7 @@ private:
     bool due_ = false;               // a refresh waits for its time
     bool awaitsFirst_ = false;       // the results of the run before are shown until the first of this one come
     bool changedMeanwhile_ = false;  // while a run goes on
+    bool hasFailed_ = false;         // the last run came to no end of its own
     std::optional<std::size_t> selected_;
     std::string name_;
     std::string message_;

@@ -348,11 +348,17 @@ TEST_F(TextSearchControllerTest, ARunThatFailsSaysWhy)
     runs_.back().fail("The bundled folder scanner is missing. Reinstall Penmark.");
     EXPECT_EQ(controller_->message(), "The bundled folder scanner is missing. Reinstall Penmark.");
     expectStatus(incomplete);
+    controller_->textChanged(Uuid::random());
+    expectStatus(changed);
+    controller_->refreshIfDue();
+    ASSERT_EQ(runs_.size(), 2U);
+    runs_.back().publish(finished(1));
+    expectStatus(complete);
     TextSearchRule wrong = rule("(");
     wrong.mode = TextMatchMode::regex;
     controller_->setRule(wrong);
     EXPECT_TRUE(controller_->message().starts_with("Invalid ICU regular expression: ")) << controller_->message();
-    EXPECT_EQ(runs_.size(), 1U);
+    EXPECT_EQ(runs_.size(), 2U);
 }
 
 }  // namespace
