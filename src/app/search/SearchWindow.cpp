@@ -229,7 +229,7 @@ void SearchWindow::updateFoot()
     }
     progress_->setVisible(search.running());
     progress_->setRange(0, search.running() ? toInt(report.sources) : 1);
-    progress_->setValue(std::min(progress_->maximum(), toInt(report.scanned + report.indexedSkips)));
+    progress_->setValue(std::min(progress_->maximum(), toInt(report.done)));
     // One takes the place of the other. A button that goes while it has the focus would leave the keyboard somewhere.
     QPushButton* const comes = search.running() ? stop_ : refresh_;
     QPushButton* const goes = search.running() ? refresh_ : stop_;
