@@ -117,9 +117,7 @@ std::vector<Command> documentCommands()
          "Prints title or path, line, column in UTF-16 units and the line, with a colon behind each but the last; of "
          "a\n"
          "stored revision “TITLE@REVISION”, and of a hit in a name that alone. On a terminal the match has a colour\n"
-         "unless NO_COLOR is set. The exit status is 0 with hits, 1 without, and 2 if there are none and something "
-         "went\n"
-         "wrong.\n",
+         "unless NO_COLOR is set. The exit status is 0 with hits, 1 without, and 2 if something went wrong.\n",
          commands::search,
          2},
         {"export",

@@ -203,6 +203,7 @@ void Console::writeOut(std::string_view bytes)
 
 void Console::say(std::string_view message)
 {
+    message = message.substr(0, message.find_last_not_of("\r\n") + 1);  // what other programs say ends in one
     sayPlainly("penmarkctl: " + std::string(message));
 }
 

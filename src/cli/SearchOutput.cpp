@@ -114,9 +114,9 @@ int SearchOutput::finish()
         printReport();
     else if (report_.problems > kept)
         console_.say(std::to_string(report_.problems - kept) + " more problems are not shown.");
-    if (hits_ > 0)
-        return 0;
-    return report_.problems > 0 ? 2 : 1;
+    if (report_.problems > 0)
+        return 2;
+    return hits_ > 0 ? 0 : 1;
 }
 
 void SearchOutput::printHits(const TextSearchBatch& batch)

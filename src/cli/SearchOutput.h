@@ -21,7 +21,7 @@ public:
     /// Prints the hits and problems of a batch at once, unless a report is wanted.
     void take(TextSearchBatch&& batch);
 
-    /// Prints the report, if that is wanted. Returns the exit status: 0 with hits, else 2 with problems, else 1.
+    /// Prints the report, if that is wanted. Returns the exit status: 2 with problems, else 0 with hits, else 1.
     int finish();
 
 private:
