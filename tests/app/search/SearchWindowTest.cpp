@@ -22,11 +22,19 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QToolButton>
+#include <functional>
 
 #include <gtest/gtest.h>
 
 namespace penmark {
 namespace {
+
+constexpr int patience = 60'000;  // milliseconds
+
+bool waitFor(const std::function<bool()>& holds)
+{
+    return QTest::qWaitFor(holds, patience);
+}
 
 class SearchWindowTest : public testing::Test {
 protected:
@@ -49,7 +57,7 @@ protected:
     {
         window->show();
         window->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window, patience));
     }
     void key(Qt::Key code, Qt::KeyboardModifiers modifiers = {})
     {
@@ -72,7 +80,7 @@ protected:
     {
         key(Qt::Key_O, Qt::AltModifier);
         auto* const field = called<QComboBox>("What is searched");
-        ASSERT_TRUE(QTest::qWaitFor([&] { return field->isVisible(); }));
+        ASSERT_TRUE(waitFor([&] { return field->isVisible(); }));
     }
     template <class Widget>
     Widget* named(const char* text) const
@@ -124,7 +132,7 @@ TEST_F(SearchWindowTest, SearchesOnceForWhatIsTypedInOneGo)
     EXPECT_EQ(window->windowTitle(), QStringLiteral("Search"));
     type("pear");
     EXPECT_TRUE(fake.runs.empty());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !fake.runs.empty(); }));
+    ASSERT_TRUE(waitFor([&] { return !fake.runs.empty(); }));
     EXPECT_EQ(fake.lastRule().query, "pear");
     EXPECT_EQ(window->windowTitle(), QStringLiteral("pear - Search"));
     EXPECT_TRUE(says("Searching · results updating"));
@@ -137,7 +145,7 @@ TEST_F(SearchWindowTest, SearchesOnceForWhatIsTypedInOneGo)
     EXPECT_TRUE(says("3 hits in 2 sources · 8 of 8 searched · 45 ms"));
 
     type("s");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return fake.runs.size() == 2; }));
+    ASSERT_TRUE(waitFor([&] { return fake.runs.size() == 2; }));
     EXPECT_TRUE(results->isVisible());  // what was found before is shown until there is something else
     fake.finish();
     EXPECT_TRUE(says("No matches in All retained documents\n8 sources were searched."));
@@ -346,16 +354,16 @@ TEST_F(SearchWindowTest, SearchesNothingWhileItIsHidden)
     EXPECT_FALSE(window->controller().search().visible());
     EXPECT_FALSE(fake.isRunning());
     window->showNormal();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return fake.isRunning(); }));
+    EXPECT_TRUE(waitFor([&] { return fake.isRunning(); }));
 }
 
 TEST_F(SearchWindowTest, KeysAndBoxesChangeTheRule)
 {
     searchForPears();
     key(Qt::Key_C, Qt::AltModifier);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return fake.lastRule().caseSensitive; }));
+    EXPECT_TRUE(waitFor([&] { return fake.lastRule().caseSensitive; }));
     key(Qt::Key_W, Qt::AltModifier);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return fake.lastRule().wholeWord; }));
+    EXPECT_TRUE(waitFor([&] { return fake.lastRule().wholeWord; }));
     key(Qt::Key_R, Qt::AltModifier);
     EXPECT_EQ(fake.lastRule().mode, TextMatchMode::regex);
     key(Qt::Key_R, Qt::AltModifier);
@@ -382,7 +390,7 @@ TEST_F(SearchWindowTest, KeysAndBoxesChangeTheRule)
     EXPECT_TRUE(named<QCheckBox>("Match whole words")->isChecked());
     key(Qt::Key_C, Qt::AltModifier);
     rule.caseSensitive = true;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return fake.lastRule() == rule; }));
+    EXPECT_TRUE(waitFor([&] { return fake.lastRule() == rule; }));
 }
 
 TEST_F(SearchWindowTest, AFolderHasOptionsOfItsOwn)
@@ -401,11 +409,11 @@ TEST_F(SearchWindowTest, AFolderHasOptionsOfItsOwn)
     openOptions();
     called<QLineEdit>("File types")->setFocus();
     type("md, .py");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return fake.lastRule().fileTypes.size() == 2; }));
+    ASSERT_TRUE(waitFor([&] { return fake.lastRule().fileTypes.size() == 2; }));
     EXPECT_EQ(fake.lastRule().fileTypes, (std::vector<std::string>{"md", "py"}));
     EXPECT_EQ(called<QLineEdit>("File types")->text(), QStringLiteral("md, .py"));
     key(Qt::Key_H, Qt::AltModifier);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return fake.lastRule().includeHidden; }));
+    EXPECT_TRUE(waitFor([&] { return fake.lastRule().includeHidden; }));
     EXPECT_TRUE(named<QToolButton>("Options (2)"));
 }
 
@@ -463,7 +471,7 @@ TEST_F(SearchWindowTest, ProblemsAreListedAndCopied)
     ASSERT_TRUE(button && button->isVisible());
     key(Qt::Key_P, Qt::AltModifier);
     SearchProblems* problems = nullptr;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (problems = window->findChild<SearchProblems*>()) != nullptr; }));
+    ASSERT_TRUE(waitFor([&] { return (problems = window->findChild<SearchProblems*>()) != nullptr; }));
     auto* const list = problems->findChild<QListView*>();
     EXPECT_EQ(list->model()->rowCount(), 2);
     list->selectAll();
@@ -488,7 +496,7 @@ TEST_F(SearchWindowTest, EarlierQueriesComeBack)
     key(Qt::Key_Up);
     key(Qt::Key_Up);
     EXPECT_EQ(query->text(), QStringLiteral("apple"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return fake.lastRule().query == "apple"; }));
+    ASSERT_TRUE(waitFor([&] { return fake.lastRule().query == "apple"; }));
     key(Qt::Key_Down);
     key(Qt::Key_Down);
     EXPECT_EQ(query->text(), QStringLiteral("pl"));
@@ -537,7 +545,7 @@ TEST_F(SearchWindowTest, ScreenReadersHearOfTheEndOfASearch)
     QWidget other;
     other.show();
     other.activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other, patience));
     window->controller().search().refresh();
     fake.finish();
     EXPECT_EQ(read(status), "Complete for local content, 0 hits");
