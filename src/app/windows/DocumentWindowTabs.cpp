@@ -132,7 +132,7 @@ DocumentPane& DocumentWindow::paneOf(const Uuid& document)
             goal.mapped()(*pane->view());
         if (tabs_.selected() == pane->document()) {
             status_->setDocument(&buffer, pane->view());
-            if (pane->hasFocus())
+            if (focusWidget() == pane)  // now, or as soon as the window is the active one
                 pane->focusText();
         }
         tabsChanged();

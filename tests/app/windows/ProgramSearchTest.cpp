@@ -129,6 +129,23 @@ TEST_F(ProgramSearchTest, HitsOpenWithTheMatchSelectedWhereverItHasGone)
     end();
 }
 
+// The text is read while the desktop has not yet turned to its window.
+TEST_F(ProgramSearchTest, WhoOpensAHitTypesInItsText)
+{
+    const Uuid stored = startWith("apple pear");
+    settle();
+    open();
+    searchFor("pear");
+    openHit(0);
+    searching().activateWindow();
+    ASSERT_TRUE(wait([&] { return window().tabs().selected() == stored && window().view(); }));
+    window().activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window(), 60'000));
+    EXPECT_TRUE(wait([&] { return window().view()->hasFocus(); }));
+    EXPECT_EQ(selected(), "pear");
+    end();
+}
+
 TEST_F(ProgramSearchTest, AMinimisedWindowComesBack)
 {
     start();
