@@ -48,6 +48,9 @@ void DocumentPane::setBuffer(RecoveryBuffer& buffer, const EditorState* state)
     layout()->addWidget(views_);
     view_ = makeView();
     views_->addWidget(view_);
+    // A layout shows what it is given only when the events are next looked at, and a window that becomes active before
+    // gives the keyboard to another part.
+    views_->show();
     if (state)
         view_->restore(*state);
     connect(&buffer, &RecoveryBuffer::stateChanged, this, &DocumentPane::update);
