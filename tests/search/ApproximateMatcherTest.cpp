@@ -111,7 +111,8 @@ TEST(TextMatcher, RefusesManyPlacesThatAreNoWholeWords)
 {
     TextSearchRule rule = ruleOf("aa", TextMatchMode::normalized);
     rule.wholeWord = true;
-    const std::string text = std::string(1'000'000, 'a') + "é aa";
+    // Sanitizers look at all that a search for bytes may read, whenever one begins.
+    const std::string text = std::string(PENMARK_SANITIZED ? 100'000 : 1'000'000, 'a') + "é aa";
     const auto before = cpuTime();
     EXPECT_EQ(pieces(text, findAll(TextMatcher(rule), text)), "aa");
     EXPECT_LT((cpuTime() - before).count(), granted(1.0));
