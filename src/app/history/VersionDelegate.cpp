@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/history/VersionDelegate.h"
 
+#include "app/sessions/RowPainting.h"
+
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
@@ -9,32 +11,11 @@ namespace penmark {
 
 namespace {
 
-QColor mix(const QColor& over, const QColor& under, float share)
-{
-    const auto channel = [share](float one, float other) { return one * share + other * (1 - share); };
-    return QColor::fromRgbF(channel(over.redF(), under.redF()), channel(over.greenF(), under.greenF()),
-                            channel(over.blueF(), under.blueF()));
-}
-
-QFont smaller(QFont font)
-{
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * 0.88);
-    else
-        font.setPixelSize(std::max(1, font.pixelSize() * 88 / 100));
-    return font;
-}
-
 QFont heading(QFont font)
 {
-    font = smaller(font);
+    font = smallRowFont(font);
     font.setWeight(QFont::DemiBold);
     return font;
-}
-
-int marginOf(const QFont& font)
-{
-    return std::max(3, QFontMetrics(font).height() / 4);
 }
 
 /// A pin, upright, in a square.
@@ -60,9 +41,9 @@ VersionDelegate::VersionDelegate(const VersionModel& model, QObject* parent)
 
 QSize VersionDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
-    const int margin = marginOf(option.font);
+    const int margin = rowMargin(option.font);
     const int line = QFontMetrics(option.font).height();
-    const int small = QFontMetrics(smaller(option.font)).height();
+    const int small = QFontMetrics(smallRowFont(option.font)).height();
     const VersionRow& row = model_.row(index);
     switch (row.kind) {
     case VersionRow::Kind::day:
@@ -79,47 +60,29 @@ QSize VersionDelegate::sizeHint(const QStyleOptionViewItem& option, const QModel
     return {line * 8, text.height() + 4 * margin};
 }
 
-VersionDelegate::Inks VersionDelegate::inks(const QStyleOptionViewItem& option) const
+void VersionDelegate::paintBackground(QPainter& painter, const QStyleOptionViewItem& option,
+                                      const RowColors& colors) const
 {
-    const QColor base = option.palette.color(QPalette::Active, QPalette::Base);
-    const QColor highlight = option.palette.color(QPalette::Active, QPalette::Highlight);
-    Inks inks;
-    inks.text = option.palette.color(QPalette::Active, QPalette::Text);
-    inks.background = base;
-    if (option.state & QStyle::State_Selected) {
-        const bool isStrong = (option.state & QStyle::State_Active) != 0;
-        inks.background = isStrong ? highlight : mix(highlight, base, 0.22F);
-        if (isStrong)
-            inks.text = option.palette.color(QPalette::Active, QPalette::HighlightedText);
-    } else if ((option.state & QStyle::State_MouseOver) && (option.state & QStyle::State_Enabled)) {
-        inks.background = mix(inks.text, base, 0.06F);
-    }
-    const bool isOnHighlight = inks.background == highlight;
-    inks.quiet = mix(inks.text, inks.background, isOnHighlight ? 0.88F : 0.7F);
-    return inks;
-}
-
-void VersionDelegate::paintBackground(QPainter& painter, const QStyleOptionViewItem& option, const Inks& inks) const
-{
-    const int inset = std::max(2, marginOf(option.font) / 2);
+    const int inset = std::max(2, rowMargin(option.font) / 2);
     const QRectF box = QRectF(option.rect).adjusted(inset, 0.5, -inset, -0.5);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(inks.background);
+    painter.setBrush(colors.background);
     painter.drawRoundedRect(box, inset * 1.5, inset * 1.5);
     if (!(option.state & QStyle::State_HasFocus))
         return;
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(
-        option.state & QStyle::State_Selected ? inks.text : option.palette.color(QPalette::Active, QPalette::Highlight),
-        1.5));
+    painter.setPen(QPen(option.state & QStyle::State_Selected
+                            ? colors.text
+                            : option.palette.color(QPalette::Active, QPalette::Highlight),
+                        1.5));
     painter.drawRoundedRect(box.adjusted(1, 1, -1, -1), inset * 1.5, inset * 1.5);
 }
 
 void VersionDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     const VersionRow& row = model_.row(index);
-    const Inks used = inks(option);
-    const int margin = marginOf(option.font);
+    const RowColors used = rowColors(option);
+    const int margin = rowMargin(option.font);
     const QRect text = option.rect.adjusted(3 * margin, margin, -3 * margin, -margin);
     const int start = static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignLeft).toInt());
     painter->save();
@@ -150,23 +113,23 @@ void VersionDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
 }
 
 void VersionDelegate::paintVersion(QPainter& painter, const QStyleOptionViewItem& option, const VersionRow& row,
-                                   const Inks& inks) const
+                                   const RowColors& colors) const
 {
     const VersionTexts texts = model_.texts(*row.version);
-    const QFont small = smaller(option.font);
+    const QFont small = smallRowFont(option.font);
     const QFontMetrics metrics(option.font);
     const QFontMetrics smallMetrics(small);
-    const int margin = marginOf(option.font);
+    const int margin = rowMargin(option.font);
     const int start = static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignLeft).toInt());
     const int end = static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignRight).toInt());
 
     QRect line = option.rect.adjusted(3 * margin, margin, -3 * margin, 0);
     line.setHeight(metrics.height());
     painter.setFont(option.font);
-    painter.setPen(inks.text);
+    painter.setPen(colors.text);
     painter.drawText(line, start | Qt::AlignVCenter, row.title);
     painter.setFont(small);
-    painter.setPen(inks.quiet);
+    painter.setPen(colors.quiet);
     painter.drawText(line, end | Qt::AlignVCenter, texts.badge);
 
     line.moveTop(line.bottom() + 1);
@@ -180,8 +143,8 @@ void VersionDelegate::paintVersion(QPainter& painter, const QStyleOptionViewItem
     const QRect pin =
         QStyle::visualRect(option.direction, line, QRect(line.left(), line.center().y() - side / 2, side, side));
     if (texts.isPinned)
-        paintPin(painter, pin, inks.quiet);
-    painter.setPen(inks.quiet);
+        paintPin(painter, pin, colors.quiet);
+    painter.setPen(colors.quiet);
     const QRect names =
         QStyle::visualRect(option.direction, line, line.adjusted(texts.isPinned ? side + margin : 0, 0, 0, 0));
     painter.drawText(names, start | Qt::AlignVCenter,

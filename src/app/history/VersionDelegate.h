@@ -7,6 +7,8 @@
 
 namespace penmark {
 
+struct RowColors;
+
 /// Draws the rows of a VersionModel: days as headings, of a version its time, size and checkpoints.
 class VersionDelegate final : public QStyledItemDelegate {
 public:
@@ -16,16 +18,9 @@ public:
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 private:
-    struct Inks {
-        QColor text;
-        QColor quiet;
-        QColor background;
-    };
-
-    Inks inks(const QStyleOptionViewItem& option) const;
-    void paintBackground(QPainter& painter, const QStyleOptionViewItem& option, const Inks& inks) const;
+    void paintBackground(QPainter& painter, const QStyleOptionViewItem& option, const RowColors& colors) const;
     void paintVersion(QPainter& painter, const QStyleOptionViewItem& option, const VersionRow& row,
-                      const Inks& inks) const;
+                      const RowColors& colors) const;
 
     const VersionModel& model_;  // outlives this object
 };

@@ -5,6 +5,7 @@
 #include "app/editor/Colors.h"
 #include "app/search/HitLine.h"
 #include "app/search/SearchTexts.h"
+#include "app/sessions/RowPainting.h"
 #include "text/highlight/ColorScheme.h"
 
 #include <QLocale>
@@ -16,31 +17,10 @@ namespace penmark {
 
 namespace {
 
-QColor mix(const QColor& over, const QColor& under, float share)
-{
-    const auto channel = [share](float one, float other) { return one * share + other * (1 - share); };
-    return QColor::fromRgbF(channel(over.redF(), under.redF()), channel(over.greenF(), under.greenF()),
-                            channel(over.blueF(), under.blueF()));
-}
-
-QFont smaller(QFont font)
-{
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * 0.9);
-    else
-        font.setPixelSize(std::max(1, font.pixelSize() * 9 / 10));
-    return font;
-}
-
 QFont bold(QFont font)
 {
     font.setWeight(QFont::DemiBold);
     return font;
-}
-
-int marginOf(const QFont& font)
-{
-    return std::max(3, QFontMetrics(font).height() / 4);
 }
 
 /// A row that is filled from both ends. In layouts from right to left it is mirrored.
@@ -106,29 +86,12 @@ SearchResultsDelegate::SearchResultsDelegate(const SearchResultsModel& model, QO
 QSize SearchResultsDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const
 {
     const int line = std::max(QFontMetrics(bold(option.font)).height(), QFontMetrics(textFont_).height());
-    return {line * 8, line + marginOf(option.font)};
-}
-
-SearchResultsDelegate::Inks SearchResultsDelegate::inks(const QStyleOptionViewItem& option) const
-{
-    const QColor base = option.palette.color(QPalette::Active, QPalette::Base);
-    const QColor highlight = option.palette.color(QPalette::Active, QPalette::Highlight);
-    Inks inks{option.palette.color(QPalette::Active, QPalette::Text), {}, base};
-    if (option.state & QStyle::State_Selected) {
-        const bool isStrong = (option.state & QStyle::State_Active) && (option.state & QStyle::State_HasFocus);
-        inks.background = isStrong ? highlight : mix(highlight, base, 0.22F);
-        if (isStrong)
-            inks.text = option.palette.color(QPalette::Active, QPalette::HighlightedText);
-    } else if (option.state & QStyle::State_MouseOver) {
-        inks.background = mix(inks.text, base, 0.06F);
-    }
-    inks.quiet = mix(inks.text, inks.background, inks.background == highlight ? 0.88F : 0.7F);
-    return inks;
+    return {line * 8, line + rowMargin(option.font)};
 }
 
 void SearchResultsDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
-    const Inks used = inks(option);
+    const RowColors used = rowColors(option, QStyle::State_Active | QStyle::State_HasFocus);
     painter->save();
     painter->fillRect(option.rect, used.background);
     if (const TextSearchGroup* const group = model_.group(index))
@@ -139,63 +102,63 @@ void SearchResultsDelegate::paint(QPainter* painter, const QStyleOptionViewItem&
 }
 
 void SearchResultsDelegate::paintGroup(QPainter& painter, const QStyleOptionViewItem& option,
-                                       const TextSearchGroup& group, const Inks& inks) const
+                                       const TextSearchGroup& group, const RowColors& colors) const
 {
-    const QFont small = smaller(option.font);
+    const QFont small = smallRowFont(option.font);
     const TextSearchSource& source = *group.source;
-    Row row(painter, option, marginOf(option.font));
+    Row row(painter, option, rowMargin(option.font));
     const int side = QFontMetrics(option.font).ascent();
     QRectF chevron(0, 0, side, side);
     chevron.moveCenter(QRectF(row.takeStart(side)).center());
     painter.setRenderHint(QPainter::Antialiasing);
     if (option.state & QStyle::State_Open) {
-        paintIcon(painter, IconShape::chevronDown, chevron, inks.quiet);
+        paintIcon(painter, IconShape::chevronDown, chevron, colors.quiet);
     } else {
         painter.save();
         if (option.direction == Qt::RightToLeft) {
             painter.translate(2 * chevron.center().x(), 0);
             painter.scale(-1, 1);
         }
-        paintIcon(painter, IconShape::chevronRight, chevron, inks.quiet);
+        paintIcon(painter, IconShape::chevronRight, chevron, colors.quiet);
         painter.restore();
     }
-    row.drawAtEnd(QLocale().toString(static_cast<qulonglong>(group.hits)), small, inks.quiet);
-    row.drawAtEnd(sourceBadge(source), small, inks.quiet);
+    row.drawAtEnd(QLocale().toString(static_cast<qulonglong>(group.hits)), small, colors.quiet);
+    row.drawAtEnd(sourceBadge(source), small, colors.quiet);
     // Versions of a document have the same title, so that what tells them apart is the last to be cut.
     const QString moment = versionMoment(source);
     const int momentWidth = moment.isEmpty() ? 0 : QFontMetrics(option.font).horizontalAdvance(moment) + 1;
-    const int titleWidth = std::max(row.width() / 3, row.width() - momentWidth - 2 * marginOf(option.font));
-    row.drawAtStart(harmlessLine(source.title), bold(option.font), inks.text, Qt::ElideMiddle,
+    const int titleWidth = std::max(row.width() / 3, row.width() - momentWidth - 2 * rowMargin(option.font));
+    row.drawAtStart(harmlessLine(source.title), bold(option.font), colors.text, Qt::ElideMiddle,
                     moment.isEmpty() ? row.width() : titleWidth);
-    row.drawAtStart(moment, option.font, inks.text, Qt::ElideRight, row.width());
-    row.drawAtStart(harmlessLine(sourceLocation(source)), small, inks.quiet, Qt::ElideMiddle, row.width());
+    row.drawAtStart(moment, option.font, colors.text, Qt::ElideRight, row.width());
+    row.drawAtStart(harmlessLine(sourceLocation(source)), small, colors.quiet, Qt::ElideMiddle, row.width());
 }
 
 void SearchResultsDelegate::paintHit(QPainter& painter, const QStyleOptionViewItem& option, const TextSearchHit& hit,
-                                     const Inks& inks) const
+                                     const RowColors& colors) const
 {
-    const QFont small = smaller(option.font);
+    const QFont small = smallRowFont(option.font);
     const QFontMetrics metrics(textFont_);
-    Row row(painter, option, marginOf(option.font));
+    Row row(painter, option, rowMargin(option.font));
     const auto digits = QLocale().toString(static_cast<qulonglong>(model_.lastLine())).size();
     const QRect number =
         row.takeStart(QFontMetrics(option.font).ascent() +
                       metrics.horizontalAdvance(QLatin1Char('0')) * static_cast<int>(std::max<qsizetype>(4, digits)));
     if (!hit.isInName) {
         painter.setFont(textFont_);
-        painter.setPen(inks.quiet);
+        painter.setPen(colors.quiet);
         painter.drawText(number,
                          static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignRight)) |
                              Qt::AlignVCenter | Qt::TextSingleLine,
                          QLocale().toString(static_cast<qulonglong>(hit.line)));
     }
     row.takeStart(0);
-    row.drawAtEnd(matchLabel(hit), small, inks.quiet);
-    paintLine(painter, row.rest(), hit, inks);
+    row.drawAtEnd(matchLabel(hit), small, colors.quiet);
+    paintLine(painter, row.rest(), hit, colors);
 }
 
 void SearchResultsDelegate::paintLine(QPainter& painter, const QRect& room, const TextSearchHit& hit,
-                                      const Inks& inks) const
+                                      const RowColors& colors) const
 {
     if (room.width() <= 0)
         return;
@@ -222,13 +185,13 @@ void SearchResultsDelegate::paintLine(QPainter& painter, const QRect& room, cons
     // Characters from another font may make the line higher; all lines stand on the height of this one's.
     const QPointF origin(room.left(),
                          room.top() + (room.height() - metrics.height()) / 2 + metrics.ascent() - placed.ascent());
-    painter.setPen(inks.text);
+    painter.setPen(colors.text);
     painter.save();
     painter.setClipRect(room);
     layout.draw(&painter, origin);
     if (mark.length == 0) {
         const double x = origin.x() + placed.cursorToX(mark.start);
-        painter.fillRect(QRectF(x - 1, origin.y(), 2, placed.height()), inks.text);
+        painter.fillRect(QRectF(x - 1, origin.y(), 2, placed.height()), colors.text);
     }
     painter.restore();
 }

@@ -9,6 +9,7 @@
 namespace penmark {
 
 struct ColorScheme;
+struct RowColors;
 
 /// Draws the rows of a SearchResultsModel, all of one height: of a source its title, place and number of hits, of a hit
 /// its line with the match marked.
@@ -25,18 +26,11 @@ public:
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
 private:
-    struct Inks {
-        QColor text;
-        QColor quiet;
-        QColor background;
-    };
-
-    Inks inks(const QStyleOptionViewItem& option) const;
     void paintGroup(QPainter& painter, const QStyleOptionViewItem& option, const TextSearchGroup& group,
-                    const Inks& inks) const;
+                    const RowColors& colors) const;
     void paintHit(QPainter& painter, const QStyleOptionViewItem& option, const TextSearchHit& hit,
-                  const Inks& inks) const;
-    void paintLine(QPainter& painter, const QRect& room, const TextSearchHit& hit, const Inks& inks) const;
+                  const RowColors& colors) const;
+    void paintLine(QPainter& painter, const QRect& room, const TextSearchHit& hit, const RowColors& colors) const;
 
     const SearchResultsModel& model_;  // outlives this object
     QFont textFont_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/sessions/ListEntryDelegate.h"
 
+#include "app/sessions/RowPainting.h"
+
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
@@ -8,25 +10,6 @@
 namespace penmark {
 
 namespace {
-
-constexpr double smallScale = 0.9;
-
-QColor blend(const QColor& over, const QColor& under, double share)
-{
-    const auto mix = [share](float one, float other) { return static_cast<float>(one * share + other * (1 - share)); };
-    return QColor::fromRgbF(mix(over.redF(), under.redF()), mix(over.greenF(), under.greenF()),
-                            mix(over.blueF(), under.blueF()));
-}
-
-QFont smallFont(QFont font)
-{
-    font.setBold(false);
-    if (font.pointSizeF() > 0)
-        font.setPointSizeF(font.pointSizeF() * smallScale);
-    else
-        font.setPixelSize(std::max(1, static_cast<int>(font.pixelSize() * smallScale)));
-    return font;
-}
 
 int marginOf(const QFont& font)
 {
@@ -54,35 +37,6 @@ void drawElided(QPainter& painter, const QStyleOptionViewItem& option, const QRe
                      static_cast<int>(QStyle::visualAlignment(option.direction, Qt::AlignLeft | Qt::AlignVCenter)) |
                          Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(line, mode, rect.width()));
-}
-
-struct Colors {
-    QColor background;
-    QColor text;
-    QColor quiet;
-    QColor accent;
-};
-
-Colors colorsOf(const QStyleOptionViewItem& option)
-{
-    const QColor base = option.palette.color(QPalette::Active, QPalette::Base);
-    const QColor highlight = option.palette.color(QPalette::Active, QPalette::Highlight);
-    Colors colors{base, option.palette.color(QPalette::Active, QPalette::Text), {}, highlight};
-    if (option.state & QStyle::State_Selected) {
-        if (option.state & QStyle::State_Active) {
-            colors.background = highlight;
-            colors.text = option.palette.color(QPalette::Active, QPalette::HighlightedText);
-            colors.accent = colors.text;
-        } else {
-            colors.background = blend(highlight, base, 0.22);
-        }
-    } else if (option.state & QStyle::State_MouseOver) {
-        colors.background = blend(colors.text, base, 0.06);
-    }
-    colors.quiet = blend(colors.text, colors.background, 0.68);
-    if (!(option.state & QStyle::State_Enabled))
-        colors.text = colors.quiet;
-    return colors;
 }
 
 }  // namespace
@@ -127,18 +81,18 @@ QSize ListEntryDelegate::sizeHint(const QStyleOptionViewItem& option, const QMod
     const int margin = marginOf(option.font);
     if (index.data(ListEntry::headingRole).toBool())
         return {line * 8, line + 3 * margin};
-    return {line * 8, line + QFontMetrics(smallFont(option.font)).height() + 2 * margin};
+    return {line * 8, line + QFontMetrics(smallRowFont(option.font)).height() + 2 * margin};
 }
 
 void ListEntryDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given, const QModelIndex& index) const
 {
     QStyleOptionViewItem option = given;
     initStyleOption(&option, index);
-    const Colors colors = colorsOf(option);
+    const RowColors colors = rowColors(option);
     painter->save();
     painter->fillRect(option.rect, colors.background);
     QRect text = textRect(option);
-    const QFont small = smallFont(given.font);
+    const QFont small = smallRowFont(given.font);
     if (index.data(ListEntry::headingRole).toBool()) {
         QFont heading = option.font;
         heading.setWeight(QFont::DemiBold);
