@@ -3,21 +3,17 @@
 // order and apart, with the same place in both units; those of an expression must be what ICU finds in the whole text.
 #include "base/TextSummary.h"
 #include "base/Utf8.h"
+#include "search/PlainRegex.h"
 #include "search/TextMatcher.h"
-#include "search/Utf16Text.h"
-#include "search/WordBorders.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <unicode/regex.h>
 
 namespace {
 
@@ -57,32 +53,6 @@ void checkMatches(std::string_view text, const std::vector<TextMatch>& matches)
     }
 }
 
-// Nothing if that takes ICU too long.
-std::optional<std::vector<TextMatch>> findPlainly(std::string_view text, const TextSearchRule& rule)
-{
-    const std::u16string units = toUtf16(text);
-    const icu::UnicodeString input(false, units.data(), static_cast<std::int32_t>(units.size()));
-    UErrorCode status = U_ZERO_ERROR;
-    icu::RegexMatcher matcher(icu::UnicodeString(toUtf16(rule.query).c_str()), input,
-                              rule.caseSensitive ? 0 : UREGEX_CASE_INSENSITIVE, status);
-    matcher.setTimeLimit(5, status);
-    std::vector<TextMatch> matches;
-    Utf16Walk walk(text, {});
-    while (U_SUCCESS(status) && matches.size() < most && matcher.find(status)) {
-        const auto start = static_cast<std::size_t>(matcher.start(status));
-        const auto end = static_cast<std::size_t>(matcher.end(status));
-        const std::size_t startByte = walk.byteAt(start);
-        const std::size_t endByte = walk.byteAt(end);
-        if (!rule.wholeWord || isWholeWord(text, startByte, endByte))
-            matches.push_back({{Utf16Offset(start), Utf16Offset(end)},
-                               {Utf8Offset(startByte), Utf8Offset(endByte)},
-                               TextMatchKind::exact});
-    }
-    if (U_FAILURE(status))
-        return std::nullopt;
-    return matches;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -97,9 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     rule.mode = static_cast<TextMatchMode>(data[0] & 3U);
     rule.caseSensitive = (data[0] & 4U) != 0;
     rule.wholeWord = (data[0] & 8U) != 0;
-    // The plain search below would end its pattern there.
-    if (rule.mode == TextMatchMode::regex && rule.query.find('\0') != std::string::npos)
-        return 0;
     try {
         const TextMatcher matcher(rule);
         TextMatcher::Scratch scratch;
@@ -113,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         checkMatches(text, matches);
         if (rule.mode != TextMatchMode::regex)
             return 0;
-        const auto expected = findPlainly(text, rule);
+        const auto expected = findPlainly(text, rule, most);
         require(!expected || !isComplete || *expected == matches);
         if (!matches.empty() && expected) {
             try {
